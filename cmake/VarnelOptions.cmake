@@ -1,0 +1,25 @@
+# Options, warnings, sanitizers and the compiler cache: everything that holds for every target.
+
+option(VARNEL_WERROR "Treat warnings as errors" OFF)
+option(VARNEL_BENCHMARKS "Build the benchmarks" OFF)
+set(VARNEL_SANITIZE "" CACHE STRING "Sanitizers to build with, e.g. 'address,undefined' or 'thread'")
+
+# Every preset lives below build/, so that the cache can serve one checkout's objects to another.
+find_program(VARNEL_CCACHE ccache)
+if(VARNEL_CCACHE)
+  foreach(language C CXX)
+    set(CMAKE_${language}_COMPILER_LAUNCHER
+      ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${CMAKE_SOURCE_DIR} CCACHE_NOHASHDIR=1 ${VARNEL_CCACHE})
+  endforeach()
+endif()
+
+add_library(varnel_options INTERFACE)
+target_compile_options(varnel_options INTERFACE -Wall -Wextra -Wconversion -Wshadow -Wnon-virtual-dtor)
+if(VARNEL_WERROR)
+  target_compile_options(varnel_options INTERFACE -Werror)
+endif()
+if(VARNEL_SANITIZE)
+  target_compile_options(varnel_options INTERFACE
+    -fsanitize=${VARNEL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(varnel_options INTERFACE -fsanitize=${VARNEL_SANITIZE})
+endif()
