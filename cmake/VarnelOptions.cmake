@@ -2,6 +2,7 @@
 
 option(VARNEL_WERROR "Treat warnings as errors" OFF)
 option(VARNEL_BENCHMARKS "Build the benchmarks" OFF)
+option(VARNEL_FUZZ "Build the fuzz targets (clang only)" OFF)
 set(VARNEL_SANITIZE "" CACHE STRING "Sanitizers to build with, e.g. 'address,undefined' or 'thread'")
 
 # Every preset lives below build/, so that the cache can serve one checkout's objects to another.
@@ -14,7 +15,9 @@ if(VARNEL_CCACHE)
 endif()
 
 add_library(varnel_options INTERFACE)
-target_compile_options(varnel_options INTERFACE -Wall -Wextra -Wconversion -Wshadow -Wnon-virtual-dtor)
+target_compile_options(varnel_options INTERFACE -Wall -Wextra -Wconversion -Wshadow -Wnon-virtual-dtor
+  # GCC 12 sees overlapping copies in optimised string concatenation that are not there (GCC bug 105651).
+  $<$<CONFIG:Release>:-Wno-restrict>)
 if(VARNEL_WERROR)
   target_compile_options(varnel_options INTERFACE -Werror)
 endif()
@@ -22,4 +25,7 @@ if(VARNEL_SANITIZE)
   target_compile_options(varnel_options INTERFACE
     -fsanitize=${VARNEL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(varnel_options INTERFACE -fsanitize=${VARNEL_SANITIZE})
+endif()
+if(VARNEL_FUZZ)
+  target_compile_options(varnel_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
