@@ -1,0 +1,13 @@
+#pragma once
+
+#include <stdexcept>
+
+namespace VarnelSpeech {
+
+// Ends a transcription that its caller has asked to stop.
+class Cancelled : public std::runtime_error {
+public:
+    Cancelled() : std::runtime_error("The transcription was cancelled.") {}
+};
+
+} // namespace VarnelSpeech
