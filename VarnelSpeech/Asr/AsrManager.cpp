@@ -1,9 +1,9 @@
 #include "VarnelSpeech/Asr/AsrManager.h"
 
-#include "VarnelSpeech/Asr/Cancelled.h"
 #include "VarnelSpeech/Asr/ChunkProcessor.h"
 #include "VarnelSpeech/Asr/ReusableDecoderInput.h"
 #include "VarnelSpeech/Shared/AudioFileError.h"
+#include "VarnelSpeech/Shared/Cancelled.h"
 #include "VarnelSpeech/Shared/MLArrayCache.h"
 
 #include <algorithm>

@@ -17,9 +17,10 @@ enum class MLComputeUnits {
 std::string describe(MLComputeUnits units);
 
 // How much of the machine one prediction may take. Tiny networks that are called thousands of times run fastest on
-// the calling thread alone.
+// the calling thread alone; mid-size ones that work beside a large one leave it the other cores.
 enum class MLThreading {
     allCores,
+    twoThreads, // at most; one on a machine of one core
     callingThread,
 };
 

@@ -70,6 +70,19 @@ bool wantsAccelerator(const MLModelConfiguration& configuration) {
     return std::find(providers.begin(), providers.end(), "CUDAExecutionProvider") != providers.end();
 }
 
+int threadCount(MLThreading threading) {
+    const unsigned cores = std::max(1U, std::thread::hardware_concurrency());
+    switch (threading) {
+    case MLThreading::twoThreads:
+        return static_cast<int>(std::min(2U, cores));
+    case MLThreading::callingThread:
+        return 1;
+    case MLThreading::allCores:
+        break;
+    }
+    return static_cast<int>(cores);
+}
+
 Ort::SessionOptions options(const MLModelConfiguration& configuration) {
     Ort::SessionOptions options;
     options.SetGraphOptimizationLevel(ORT_ENABLE_ALL);
@@ -77,8 +90,7 @@ Ort::SessionOptions options(const MLModelConfiguration& configuration) {
     options.SetInterOpNumThreads(1);
     // A count of our own keeps the runtime from pinning its threads to processors. Spinning would burn the
     // processors that the rest of the pipeline works on between two calls.
-    const unsigned cores = std::max(1U, std::thread::hardware_concurrency());
-    options.SetIntraOpNumThreads(configuration.threading == MLThreading::callingThread ? 1 : static_cast<int>(cores));
+    options.SetIntraOpNumThreads(threadCount(configuration.threading));
     options.AddConfigEntry(kOrtSessionOptionsConfigAllowIntraOpSpinning, "0");
     options.AddConfigEntry(kOrtSessionOptionsConfigAllowInterOpSpinning, "0");
     return options;

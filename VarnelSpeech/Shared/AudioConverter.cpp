@@ -6,6 +6,7 @@
 #include "VarnelSpeech/Shared/ManualConverter.h"
 #include "VarnelSpeech/Shared/MonoMixdown.h"
 #include "VarnelSpeech/Shared/PlatformConverter.h"
+#include "VarnelSpeech/Shared/PrintableText.h"
 #include "VarnelSpeech/Shared/SampleCollector.h"
 
 #include <fmt/format.h>
@@ -24,6 +25,8 @@ namespace {
 
 constexpr std::size_t drainFrames = 4096;
 constexpr std::uint32_t platformChannels = 2; // more take the manual path
+// Heads of compressed files count what the encoder put before and after the sound, which decoding leaves out.
+constexpr std::uint64_t codecPaddingFrames = 4096;
 
 double estimatedFrames(double frames, const AudioFormat& source, const AudioFormat& destination) {
     return std::ceil(frames * destination.sampleRate / source.sampleRate);
@@ -128,6 +131,13 @@ void convertFileManually(FileBlocks& blocks, const AudioFormat& source, const Au
     converter.finish(result);
 }
 
+std::string earlyEndText(const std::filesystem::path& file, const AudioFormat& format, std::uint64_t promised,
+                         std::uint64_t read) {
+    const auto seconds = [&format](std::uint64_t frames) { return static_cast<double>(frames) / format.sampleRate; };
+    return fmt::format("'{}' ends early: expected {} frames ({:.1f} s), read {} ({:.1f} s)", printable(file.string()),
+                       promised, seconds(promised), read, seconds(read));
+}
+
 } // namespace
 
 AudioConverter::AudioConverter(AudioFormat targetFormat, bool debug)
@@ -150,6 +160,8 @@ std::vector<float> AudioConverter::resampleAudioFile(const std::filesystem::path
             convertFile(blocks, source, targetFormat_, result);
         if (blocks.frames() == 0)
             throw AudioFileError(AudioFileError::Case::hasNoAudio, path);
+        if (file.promisedFrames() > blocks.frames() + codecPaddingFrames)
+            logger_.warning(earlyEndText(path, source, file.promisedFrames(), blocks.frames()));
         if (!isInTargetForm)
             logConversion(source, blocks.frames(), result.size());
         return result.take();

@@ -30,7 +30,8 @@ public:
 
     // The whole file in the target format. The file is read and converted in blocks: the samples are those of a
     // conversion in one piece, and memory stays at the result plus a few blocks. What a damaged file still holds is
-    // converted; a file with nothing in it is an error, and so is a stop (AudioFileError, `stopped`).
+    // converted, and that it ended early is logged; a file with nothing in it is an error, and so is a stop
+    // (AudioFileError, `stopped`).
     std::vector<float> resampleAudioFile(const std::filesystem::path& file, const Progress& progress = {},
                                          const std::stop_token& stop = {}) const;
 

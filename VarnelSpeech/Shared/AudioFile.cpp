@@ -125,9 +125,10 @@ AudioFile::AudioFile(const std::filesystem::path& file, std::stop_token stop) : 
         decoder_ = openDecoder(descriptor_->value(), stop_);
         format_ = decoder_->format();
         checkFormat(format_.sampleRate, format_.channels);
-        const std::uint64_t promised = decoder_->promisedFrames();
-        if (static_cast<double>(promised) * decoder_->leastBytesPerFrame() <= static_cast<double>(size))
-            expectedFrames_ = promised;
+        const std::uint64_t likely = decoder_->likelyFrames();
+        if (static_cast<double>(likely) * decoder_->leastBytesPerFrame() <= static_cast<double>(size))
+            expectedFrames_ = likely;
+        promisedFrames_ = decoder_->promisedFrames();
     } catch (const AudioFileProblem& problem) {
         throw AudioFileError(problem.error, file, problem.detail);
     }

@@ -31,6 +31,10 @@ public:
     // is not believed. Reading may give more or fewer.
     std::uint64_t expectedFrames() const { return expectedFrames_; }
 
+    // How many frames the file's head promises, whether the file can hold them or not; 0 if it does not say. Reading
+    // gives fewer of a file that was cut off, and a few less of some encodings, which count their own padding.
+    std::uint64_t promisedFrames() const { return promisedFrames_; }
+
     // Reads as many whole frames as fit and gives their number; fewer than fit only at the end, 0 after it. A file that
     // is damaged or cut off ends where nothing more can be decoded.
     std::size_t read(std::span<float> samples);
@@ -47,6 +51,7 @@ private:
     std::unique_ptr<AudioFileDecoder> decoder_;
     AudioFormat format_;
     std::uint64_t expectedFrames_ = 0;
+    std::uint64_t promisedFrames_ = 0;
 };
 
 } // namespace VarnelSpeech

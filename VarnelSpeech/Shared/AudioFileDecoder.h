@@ -29,7 +29,10 @@ public:
     // The format of what read() gives: 32-bit floats, interleaved.
     virtual AudioFormat format() const = 0;
 
-    // Frames that the file's head promises, 0 if it does not say.
+    // Frames that the file seems to have, 0 if unknown. May be a guess.
+    virtual std::uint64_t likelyFrames() const = 0;
+
+    // Frames that the file's head promises for this stream, whether they are there or not; 0 if it does not say.
     virtual std::uint64_t promisedFrames() const = 0;
 
     // The fewest bytes that a frame can take in this file's encoding.

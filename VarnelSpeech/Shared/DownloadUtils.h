@@ -45,6 +45,7 @@ using ThreadingByName = std::map<std::string, MLThreading, std::less<>>;
 // failed load the repository's folder is deleted and fetched once more (of `diarizer`, what belongs to the variant).
 // `directory` is the models' root. Of the configuration the compute units and the threading count; low-precision
 // accumulation is always allowed. Other processes that use the same repository wait for one another.
+// A stop ends the loading too, between two networks, as a cancelled HttpTransportError.
 // A cancelled download, and a hub whose listing has no networks for this program, leave the folder as it is.
 // Throws HuggingFaceDownloadError, RepositoryListingError, ModelFileError, HttpError, HttpTransportError, MLModelError.
 LoadedModels loadModels(Repo repo, const std::vector<std::string>& modelNames, const std::filesystem::path& directory,

@@ -54,9 +54,10 @@ public:
 
     AudioFormat format() const override { return format_; }
 
+    std::uint64_t likelyFrames() const override { return framesIn(input_.duration(*stream_)); }
+
     std::uint64_t promisedFrames() const override {
-        const double seconds = input_.duration(*stream_);
-        return static_cast<std::uint64_t>(std::clamp(seconds * format_.sampleRate, 0.0, 0x1p60));
+        return input_.saysDurationOf(*stream_) ? framesIn(input_.duration(*stream_)) : 0;
     }
 
     double leastBytesPerFrame() const override { return leastCompressedBytesPerFrame; }
@@ -75,6 +76,10 @@ public:
     double share() const override { return input_.share(); }
 
 private:
+    std::uint64_t framesIn(double seconds) const {
+        return static_cast<std::uint64_t>(std::clamp(seconds * format_.sampleRate, 0.0, 0x1p60));
+    }
+
     void openCodec() {
         const AVCodec* decoder = nullptr;
         const int index = av_find_best_stream(input_.context(), AVMEDIA_TYPE_AUDIO, -1, -1, &decoder, 0);

@@ -147,6 +147,13 @@ double FFmpegInput::duration(const AVStream& stream) const {
     return 0;
 }
 
+bool FFmpegInput::saysDurationOf(const AVStream& stream) const {
+    const bool isOfEachStream = std::string_view(context_->iformat->name).starts_with("mov,");
+    return stream.duration != AV_NOPTS_VALUE && stream.duration > 0 &&
+           context_->duration_estimation_method != AVFMT_DURATION_FROM_BITRATE &&
+           (isOfEachStream || context_->nb_streams == 1);
+}
+
 double FFmpegInput::share() const {
     const std::int64_t size = source_->size();
     return size > 0 ? static_cast<double>(avio_tell(io_.get())) / static_cast<double>(size) : 1;

@@ -24,8 +24,12 @@ public:
     // Packets of other streams are skipped where they lie.
     void readOnly(int streamIndex);
 
-    // Seconds that the file says a stream takes; 0 if it does not say.
+    // Seconds that a stream seems to take; 0 if unknown.
     double duration(const AVStream& stream) const;
+
+    // Whether that duration is what the file itself says of this stream, and no guess from the file's size, nor the
+    // length of a film whose sound may end earlier.
+    bool saysDurationOf(const AVStream& stream) const;
 
     // Share of the file up to where it has been read.
     double share() const;

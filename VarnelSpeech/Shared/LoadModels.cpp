@@ -43,20 +43,22 @@ bool isDirectory(const fs::path& path) {
 class ModelLoading {
 public:
     ModelLoading(Repo repo, const std::vector<std::string>& names, const fs::path& root,
-                 const MLModelConfiguration& configuration, std::string_view variant, const ThreadingByName& threading)
+                 const MLModelConfiguration& configuration, std::string_view variant, const ThreadingByName& threading,
+                 const DownloadConfig& download)
         : repo_(repo),
           names_(names),
           root_(root),
           folder_(root / folderName(repo)),
           configuration_(configuration),
           variant_(variant),
-          threading_(threading) {
+          threading_(threading),
+          download_(download) {
         configuration_.allowLowPrecisionAccumulationOnGPU = true;
     }
 
-    LoadedModels loadWithRepair(const DownloadConfig& download) const {
-        const RepositoryLock lock(root_, folderName(repo_), download.stop);
-        RepositoryDownload repair(repo_, root_, variant_, download);
+    LoadedModels loadWithRepair() const {
+        const RepositoryLock lock(root_, folderName(repo_), download_.stop);
+        RepositoryDownload repair(repo_, root_, variant_, download_);
         std::string failure;
         try {
             return fetchAndLoad(repair);
@@ -81,8 +83,12 @@ public:
 
     LoadedModels load() const {
         LoadedModels models;
-        for (const std::string& name : names_)
+        for (const std::string& name : names_) {
+            // One network cannot be interrupted, but it may be the last.
+            if (download_.stop.stop_requested())
+                throw HttpTransportError(HttpTransportError::Case::cancelled, "Loading the models was cancelled.");
             models[name] = loadOne(name);
+        }
         return models;
     }
 
@@ -134,6 +140,7 @@ private:
     MLModelConfiguration configuration_;
     std::string_view variant_;
     const ThreadingByName& threading_;
+    const DownloadConfig& download_;
 };
 
 } // namespace
@@ -142,8 +149,8 @@ LoadedModels loadModels(Repo repo, const std::vector<std::string>& modelNames, c
                         const MLModelConfiguration& configuration, std::string_view variant, Fetching fetching,
                         const DownloadConfig& download, const ThreadingByName& threading) {
     SystemInfoReporter::shared().logOnce(logger());
-    const ModelLoading loading(repo, modelNames, directory, configuration, variant, threading);
-    return fetching == Fetching::never ? loading.load() : loading.loadWithRepair(download);
+    const ModelLoading loading(repo, modelNames, directory, configuration, variant, threading, download);
+    return fetching == Fetching::never ? loading.load() : loading.loadWithRepair();
 }
 
 } // namespace VarnelSpeech::DownloadUtils

@@ -1,9 +1,11 @@
 #include "VarnelSpeech/Shared/AudioFileDecoder.h"
+#include "VarnelSpeech/Shared/WavHeader.h"
 
 #include <sndfile.h>
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <system_error>
 
@@ -48,8 +50,12 @@ public:
             throw AudioFileProblem{Case::readFailed, std::generic_category().message(errno)};
         lseek(own, 0, SEEK_SET);
         file_.reset(sf_open_fd(own, SFM_READ, &info_, SF_TRUE));
-        if (file_)
+        if (file_) {
+            // The library has cut the length of a WAV file to what is there.
+            const auto header = readWavHeader(descriptor);
+            promisedFrames_ = std::max(likelyFrames(), header ? header->frames : std::uint64_t{0});
             return;
+        }
         switch (sf_error(nullptr)) {
         case SF_ERR_UNRECOGNISED_FORMAT:
             throw AudioFileProblem{Case::notAudio, {}};
@@ -65,7 +71,9 @@ public:
                 AudioSampleType::float32, true};
     }
 
-    std::uint64_t promisedFrames() const override {
+    std::uint64_t promisedFrames() const override { return promisedFrames_; }
+
+    std::uint64_t likelyFrames() const override {
         return info_.frames > 0 ? static_cast<std::uint64_t>(info_.frames) : 0;
     }
 
@@ -93,6 +101,7 @@ public:
 private:
     SF_INFO info_{};
     std::unique_ptr<SNDFILE, FileCloser> file_;
+    std::uint64_t promisedFrames_ = 0;
     std::uint64_t framesRead_ = 0;
 };
 

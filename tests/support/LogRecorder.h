@@ -2,9 +2,13 @@
 
 #include "VarnelSpeech/Shared/AppLogger.h"
 
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace VarnelSpeech::Testing {
@@ -40,14 +44,25 @@ public:
         return found;
     }
 
+    // Waits for a line that begins so; false after a minute.
+    bool waitFor(std::string_view beginning) const {
+        std::unique_lock lock(sink_->mutex);
+        return sink_->written.wait_until(lock, std::chrono::system_clock::now() + std::chrono::minutes(1), [&] {
+            return std::any_of(sink_->lines.begin(), sink_->lines.end(),
+                               [&](const Line& line) { return line.message.starts_with(beginning); });
+        });
+    }
+
 private:
     struct Sink final : VarnelSpeech::AppLogger::Sink {
         void write(const VarnelSpeech::AppLogger::Line& line) override {
             const std::lock_guard lock(mutex);
             lines.push_back({line.level, std::string(line.category), std::string(line.message)});
+            written.notify_all();
         }
 
         std::mutex mutex;
+        std::condition_variable written;
         std::vector<Line> lines;
     };
 

@@ -14,7 +14,7 @@ TestHub::TestHub() : server_(std::make_unique<Server>()) {}
 TestHub::~TestHub() = default;
 
 std::uint16_t TestHub::port() const {
-    return server_->port_;
+    return server_->port();
 }
 
 std::string TestHub::url() const {

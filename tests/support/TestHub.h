@@ -1,6 +1,7 @@
 #pragma once
 
 #include "support/HubFault.h"
+#include "support/LoopbackServer.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -18,15 +19,7 @@ namespace VarnelSpeech::Testing {
 // May be used from any thread. Ends with its connections when it goes.
 class TestHub {
 public:
-    struct Request {
-        std::string method;
-        std::string target;                         // as the client wrote it
-        std::string path;                           // of the target, %XX decoded
-        std::map<std::string, std::string> headers; // names in lower case
-        std::uint64_t connection = 0;               // which connection it came on
-
-        std::string header(const std::string& name) const; // empty if absent
-    };
+    using Request = LoopbackRequest;
 
     TestHub();
     ~TestHub();

@@ -2,17 +2,10 @@
 
 #include <nlohmann/json.hpp>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cctype>
 #include <charconv>
-#include <stdexcept>
-#include <utility>
+#include <limits>
+#include <set>
 
 namespace VarnelSpeech::Testing {
 
@@ -20,109 +13,24 @@ namespace {
 
 constexpr std::size_t blockBytes = 16 * 1024;
 
-std::string decoded(std::string_view text) {
-    std::string result;
-    for (std::size_t index = 0; index < text.size(); ++index) {
-        unsigned value = 0;
-        if (text[index] == '%' && index + 2 < text.size() &&
-            std::from_chars(text.data() + index + 1, text.data() + index + 3, value, 16).ec == std::errc()) {
-            result += static_cast<char>(value);
-            index += 2;
-        } else {
-            result += text[index];
-        }
-    }
-    return result;
-}
-
-// The path of "/path?query" or "http://host/path?query".
-std::string pathOf(std::string_view target) {
-    if (const auto scheme = target.find("://"); scheme != std::string_view::npos) {
-        const auto slash = target.find('/', scheme + 3);
-        target = slash == std::string_view::npos ? "/" : target.substr(slash);
-    }
-    return decoded(target.substr(0, target.find('?')));
-}
-
-std::string lowerCase(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return text;
-}
-
 std::string etagOf(const std::string& bytes) {
     return "\"" + std::to_string(std::hash<std::string>{}(bytes)) + "\"";
 }
 
-bool sendAll(int socket, std::string_view bytes) {
-    while (!bytes.empty()) {
-        const ssize_t sent = ::send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-        if (sent <= 0)
-            return false;
-        bytes.remove_prefix(static_cast<std::size_t>(sent));
-    }
-    return true;
-}
-
 } // namespace
 
-std::string TestHub::Request::header(const std::string& name) const {
-    const auto found = headers.find(name);
-    return found == headers.end() ? std::string() : found->second;
-}
-
-TestHub::Server::Server() {
-    listener_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    if (listener_ < 0 || ::bind(listener_, reinterpret_cast<sockaddr*>(&address), length) != 0 ||
-        ::listen(listener_, 64) != 0 || ::getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &length) != 0)
-        throw std::runtime_error("TestHub: no loopback port");
-    port_ = ntohs(address.sin_port);
-    acceptor_ = std::thread([this] { accept(); });
-}
-
 TestHub::Server::~Server() {
-    std::vector<std::thread> threads;
     {
         const std::lock_guard lock(mutex_);
         isStopping_ = true;
-        for (const int socket : sockets_)
-            ::shutdown(socket, SHUT_RDWR);
         changed_.notify_all();
     }
-    ::shutdown(listener_, SHUT_RDWR);
-    acceptor_.join();
-    {
-        const std::lock_guard lock(mutex_);
-        threads.swap(threads_);
-    }
-    for (std::thread& thread : threads)
-        thread.join();
-    ::close(listener_);
-}
-
-void TestHub::Server::accept() {
-    for (std::uint64_t number = 0;; ++number) {
-        const int socket = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
-        const std::lock_guard lock(mutex_);
-        if (socket < 0 || isStopping_) {
-            if (socket >= 0)
-                ::close(socket);
-            return;
-        }
-        const int noDelay = 1;
-        ::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &noDelay, sizeof noDelay);
-        sockets_.insert(socket);
-        threads_.emplace_back([this, socket, number] { serve(socket, number); });
-    }
+    sockets_.stop();
 }
 
 void TestHub::Server::serve(int socket, std::uint64_t number) {
     std::string buffer;
-    while (auto request = read(socket, buffer)) {
+    while (auto request = readRequest(socket, buffer)) {
         request->connection = number;
         std::function<void(const Request&)> handler;
         {
@@ -136,42 +44,6 @@ void TestHub::Server::serve(int socket, std::uint64_t number) {
         if (!send(socket, answer(*request)))
             break;
     }
-    const std::lock_guard lock(mutex_);
-    sockets_.erase(socket);
-    ::close(socket);
-}
-
-std::optional<TestHub::Request> TestHub::Server::read(int socket, std::string& buffer) {
-    std::size_t end = 0;
-    while ((end = buffer.find("\r\n\r\n")) == std::string::npos) {
-        char block[4096];
-        const ssize_t bytes = ::recv(socket, block, sizeof block, 0);
-        if (bytes <= 0 || buffer.size() > 65536)
-            return std::nullopt;
-        buffer.append(block, static_cast<std::size_t>(bytes));
-        if (std::isalpha(static_cast<unsigned char>(buffer.front())) == 0) // no HTTP, such as TLS
-            return std::nullopt;
-    }
-    const std::string head = buffer.substr(0, end + 2);
-    buffer.erase(0, end + 4);
-    Request request;
-    std::size_t line = head.find("\r\n");
-    const std::size_t first = head.find(' ');
-    const std::size_t second = head.find(' ', first + 1);
-    if (first == std::string::npos || second == std::string::npos || second > line)
-        return std::nullopt;
-    request.method = head.substr(0, first);
-    request.target = head.substr(first + 1, second - first - 1);
-    request.path = pathOf(request.target);
-    for (std::size_t next = 0; (line += 2) < head.size(); line = next) {
-        next = head.find("\r\n", line);
-        const std::size_t colon = head.find(':', line);
-        if (colon == std::string::npos || colon > next)
-            continue;
-        const std::size_t value = head.find_first_not_of(' ', colon + 1);
-        request.headers[lowerCase(head.substr(line, colon - line))] = head.substr(value, next - value);
-    }
-    return request;
 }
 
 TestHub::Server::Answer TestHub::Server::answer(const Request& request) {

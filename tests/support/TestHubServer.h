@@ -1,24 +1,24 @@
 #pragma once
 
+#include "support/LoopbackServer.h"
 #include "support/TestHub.h"
 
 #include <condition_variable>
 #include <mutex>
 #include <optional>
-#include <set>
-#include <thread>
 
 namespace VarnelSpeech::Testing {
 
-// The server behind a TestHub: a thread that accepts, and one a connection.
+// The server behind a TestHub.
 class TestHub::Server {
 public:
-    Server();
+    Server() = default;
     ~Server();
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
 
-    std::uint16_t port_ = 0;
+    std::uint16_t port() const { return sockets_.port(); }
+
     mutable std::mutex mutex_; // guards all below
     mutable std::condition_variable changed_;
     std::map<std::string, std::map<std::string, std::string>> repositories_; // name to path to bytes
@@ -39,9 +39,7 @@ private:
         std::optional<HubFault> fault; // of how the body is sent
     };
 
-    void accept();
     void serve(int socket, std::uint64_t number);
-    static std::optional<Request> read(int socket, std::string& buffer);
     Answer answer(const Request& request);
 
     std::optional<std::string> bodyFor(const std::string& path) const;
@@ -57,10 +55,7 @@ private:
     // True when the stall is released, false when the server ends.
     bool stall();
 
-    int listener_ = -1;
-    std::thread acceptor_;
-    std::set<int> sockets_;            // guarded by mutex_
-    std::vector<std::thread> threads_; // guarded by mutex_
+    LoopbackServer sockets_{[this](int socket, std::uint64_t number) { serve(socket, number); }};
 };
 
 } // namespace VarnelSpeech::Testing

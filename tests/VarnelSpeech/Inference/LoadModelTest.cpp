@@ -57,7 +57,7 @@ TEST(LoadModel, WorksForEveryComputeUnitAndThreading) {
     b->data<float>()[1] = 3;
     for (const auto units :
          {MLComputeUnits::cpuOnly, MLComputeUnits::cpuAndGPU, MLComputeUnits::all, MLComputeUnits::cpuAndNeuralEngine})
-        for (const auto threading : {MLThreading::allCores, MLThreading::callingThread}) {
+        for (const auto threading : {MLThreading::allCores, MLThreading::twoThreads, MLThreading::callingThread}) {
             const auto model = loadModel(folder / "Addition.mlmodelc", {units, true, threading});
             const auto result = model->prediction(MLDictionaryFeatureProvider({{"a", a}, {"b", b}}));
             EXPECT_EQ(result->featureValue("sum")->data<float>()[1], 5.0F);

@@ -1,6 +1,7 @@
 #include "VarnelSpeech/Shared/AssetDownloader.h"
 #include "VarnelSpeech/Shared/HttpTransportError.h"
 #include "support/EnvironmentScope.h"
+#include "support/FileText.h"
 #include "support/LogRecorder.h"
 #include "support/TemporaryFolder.h"
 #include "support/TestHub.h"
@@ -16,6 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using Level = AppLogger::Level;
+using Testing::contentsOf;
 using testing::ElementsAre;
 using Testing::HubEnvironment;
 using Testing::HubFault;
@@ -23,11 +25,6 @@ using testing::IsEmpty;
 using Testing::LogRecorder;
 using Testing::TemporaryFolder;
 using Testing::TestHub;
-
-std::string content(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 class AssetDownloaderTest : public testing::Test {
 protected:
@@ -59,7 +56,7 @@ protected:
 TEST_F(AssetDownloaderTest, FetchesIntoMemoryAndHandsTheBytesOver) {
     hub.setAnswer("/lexicon", "words");
     EXPECT_EQ(AssetDownloader::ensure(descriptor()), folder / "deep/lexicon.bin");
-    EXPECT_EQ(content(folder / "deep/lexicon.bin"), "words");
+    EXPECT_EQ(contentsOf(folder / "deep/lexicon.bin"), "words");
     const std::string path = (folder / "deep/lexicon.bin").string();
     EXPECT_THAT(log.messages(Level::info),
                 testing::IsSupersetOf({"Fetching the lexicon from " + hub.url() + "/lexicon",
@@ -69,7 +66,7 @@ TEST_F(AssetDownloaderTest, FetchesIntoMemoryAndHandsTheBytesOver) {
 TEST_F(AssetDownloaderTest, FetchesToATemporaryFileAndHandsItOver) {
     hub.setAnswer("/lexicon", std::string(100'000, 'w'));
     AssetDownloader::ensure(fileDescriptor());
-    EXPECT_EQ(content(folder / "deep/lexicon.bin"), std::string(100'000, 'w'));
+    EXPECT_EQ(contentsOf(folder / "deep/lexicon.bin"), std::string(100'000, 'w'));
     EXPECT_EQ(std::distance(fs::directory_iterator(folder / "deep"), {}), 1);
 }
 
@@ -77,7 +74,7 @@ TEST_F(AssetDownloaderTest, KeepsWhatIsThere) {
     fs::create_directories(folder / "deep");
     std::ofstream(folder / "deep/lexicon.bin") << "old";
     AssetDownloader::ensure(descriptor());
-    EXPECT_EQ(content(folder / "deep/lexicon.bin"), "old");
+    EXPECT_EQ(contentsOf(folder / "deep/lexicon.bin"), "old");
     EXPECT_THAT(hub.requests(), IsEmpty());
     EXPECT_THAT(log.messages(Level::info),
                 ElementsAre("Cached the lexicon at " + (folder / "deep/lexicon.bin").string()));
@@ -90,7 +87,7 @@ TEST_F(AssetDownloaderTest, FetchesAgainWhereItIsToldTo) {
     auto again = descriptor();
     again.skipIfExists = false;
     AssetDownloader::ensure(again);
-    EXPECT_EQ(content(folder / "deep/lexicon.bin"), "new");
+    EXPECT_EQ(contentsOf(folder / "deep/lexicon.bin"), "new");
 }
 
 TEST_F(AssetDownloaderTest, ReportsEveryOtherStatus) {

@@ -150,6 +150,66 @@ TEST(AudioConverterFile, RefusesAFileWithoutASample) {
     }
 }
 
+TEST(AudioConverterFile, LogsThatAFileEndsBeforeWhatItsHeadPromises) {
+    const TemporaryFolder folder;
+    const auto samples = Testing::noise(1, 2, 3 * 48000);
+    Testing::writeAudio(folder / "a.wav", FixtureFormat::wavInt16, 48000, 2, samples);
+    Testing::writeAudio(folder / "a.rf64", FixtureFormat::rf64Float, 48000, 2, samples);
+    Testing::writeAudio(folder / "a.flac", FixtureFormat::flac, 48000, 2, samples);
+    Testing::runFFmpeg({"-i", folder / "a.wav", "-movflags", "+faststart", folder / "a.m4a"});
+    for (const char* name : {"a.wav", "a.rf64", "a.flac", "a.m4a"}) {
+        std::filesystem::resize_file(folder / name, std::filesystem::file_size(folder / name) / 2);
+        const Testing::LogRecorder log;
+        const auto result = AudioConverter().resampleAudioFile(folder / name);
+        EXPECT_NEAR(static_cast<double>(result.size()), 24000, 4000) << name;
+        const auto warnings = log.messages(AppLogger::Level::warning);
+        ASSERT_EQ(warnings.size(), 1U) << name;
+        EXPECT_TRUE(warnings[0].starts_with("'" + (folder / name).string() + "' ends early: expected 144"))
+            << warnings[0];
+        EXPECT_EQ(log.lines()[0].category, "AudioConverter");
+    }
+    Testing::writeBytes(
+        folder / "b.wav",
+        WavBytes{.sampleRate = 8000, .dataSize = 400000, .payload = Testing::bytesOf(std::vector<float>(20000, 0.5F))}
+            .bytes());
+    const Testing::LogRecorder log;
+    AudioConverter().resampleAudioFile(folder / "b.wav");
+    EXPECT_EQ(log.messages(AppLogger::Level::warning),
+              std::vector<std::string>{"'" + (folder / "b.wav").string() +
+                                       "' ends early: expected 100000 frames (12.5 s), read 20000 (2.5 s)"});
+}
+
+TEST(AudioConverterFile, LogsNoEarlyEndOfWholeFilesNorOfStreams) {
+    const TemporaryFolder folder;
+    const auto samples = Testing::noise(1, 1, 3 * 44100);
+    Testing::writeAudio(folder / "a.wav", FixtureFormat::wavInt24, 44100, 1, samples);
+    Testing::writeAudio(folder / "a.rf64", FixtureFormat::rf64Float, 44100, 1, samples);
+    Testing::writeAudio(folder / "a.flac", FixtureFormat::flac, 44100, 1, samples);
+    Testing::writeAudio(folder / "a.ogg", FixtureFormat::oggVorbis, 44100, 1, samples);
+    Testing::writeAudio(folder / "a.aiff", FixtureFormat::aiff, 44100, 1, samples);
+    for (const char* name : {"a.mp3", "a.m4a", "a.opus", "a.mka"})
+        Testing::runFFmpeg({"-i", folder / "a.wav", folder / name});
+    // The picture goes on after the sound has ended.
+    Testing::runFFmpeg(
+        {"-f", "lavfi", "-i", "color=c=red:s=64x48:d=9", "-i", folder / "a.wav", "-c:v", "mpeg4", folder / "film.mkv"});
+    Testing::runFFmpeg({"-i", folder / "film.mkv", "-c", "copy", folder / "film.mp4"});
+    std::vector<std::string> names{"a.wav", "a.rf64", "a.flac", "a.ogg",    "a.aiff",  "a.mp3",
+                                   "a.m4a", "a.opus", "a.mka",  "film.mkv", "film.mp4"};
+    for (const std::uint32_t unknown : {0U, 0xFFFFFFFFU, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU - 36}) {
+        names.push_back(std::to_string(unknown) + ".wav");
+        Testing::writeBytes(folder / names.back(), WavBytes{.riffSize = unknown == 0 ? 8 : 0xFFFFFFFFU,
+                                                            .dataSize = unknown,
+                                                            .dataSizeIsZero = unknown == 0,
+                                                            .payload = Testing::bytesOf(samples)}
+                                                       .bytes());
+    }
+    for (const std::string& name : names) {
+        const Testing::LogRecorder log;
+        EXPECT_GT(AudioConverter().resampleAudioFile(folder / name).size(), 40000U) << name;
+        EXPECT_EQ(log.messages(AppLogger::Level::warning), std::vector<std::string>{}) << name;
+    }
+}
+
 TEST(AudioConverterFile, LetsErrorsOfTheFileThrough) {
     EXPECT_THROW(AudioConverter().resampleAudioFile("/nowhere/at all.wav"), AudioFileError);
 }

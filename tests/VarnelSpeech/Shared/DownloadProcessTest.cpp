@@ -3,7 +3,9 @@
 #include "VarnelSpeech/Shared/DownloadUtils.h"
 #include "VarnelSpeech/Shared/HuggingFaceDownloadError.h"
 #include "support/EnvironmentScope.h"
+#include "support/FileText.h"
 #include "support/HubModels.h"
+#include "support/SmallDisk.h"
 #include "support/TemporaryFolder.h"
 #include "support/TestHub.h"
 
@@ -13,7 +15,6 @@
 #include <fcntl.h>
 #include <sched.h>
 #include <spawn.h>
-#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -21,7 +22,7 @@
 #include <csignal>
 #include <cstdio>
 #include <fstream>
-#include <iterator>
+#include <optional>
 
 extern char** environ;
 
@@ -30,6 +31,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using Testing::addModels;
+using Testing::contentsOf;
 using testing::HasSubstr;
 using Testing::HubEnvironment;
 using Testing::HubFault;
@@ -43,19 +45,6 @@ const std::string network = bundle + "/model.onnx";
 constexpr std::size_t parameters = 50'000; // 200 kB of weights
 constexpr std::uint64_t diskBytes = 64 * 1024;
 
-std::string content(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-// A disk of `diskBytes` on `folder`, seen by this process alone. False where that is not allowed.
-bool mountSmallDisk(const fs::path& folder) {
-    if (::unshare(CLONE_NEWNS) != 0 || ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
-        return false;
-    fs::create_directories(folder);
-    return ::mount("tmpfs", folder.c_str(), "tmpfs", 0, ("size=" + std::to_string(diskBytes)).c_str()) == 0;
-}
-
 // The child's work: fetches below VARNEL_TEST_ROOT and writes what came of it to VARNEL_TEST_REPORT.
 TEST(DownloadChild, DISABLED_Fetches) {
     if (std::getenv("VARNEL_TEST_ROOT") == nullptr)
@@ -63,7 +52,8 @@ TEST(DownloadChild, DISABLED_Fetches) {
     const fs::path root = std::getenv("VARNEL_TEST_ROOT");
     std::ofstream report(std::getenv("VARNEL_TEST_REPORT"));
     const std::string limit = std::getenv("VARNEL_TEST_LIMIT");
-    if (limit == "disk" && !mountSmallDisk(root)) {
+    std::optional<Testing::SmallDisk> disk;
+    if (limit == "disk" && !disk.emplace(root, diskBytes).isMounted()) {
         report << "no disk";
         return;
     }
@@ -169,15 +159,15 @@ TEST_F(DownloadProcessTest, TwoProcessesFetchOneRepositoryOnce) {
     hub.releaseStalls();
     first.wait();
     second.wait();
-    EXPECT_THAT(content(reports / "1"), testing::StartsWith("done"));
-    EXPECT_THAT(content(reports / "2"), testing::StartsWith("done"));
+    EXPECT_THAT(contentsOf(reports / "1"), testing::StartsWith("done"));
+    EXPECT_THAT(contentsOf(reports / "2"), testing::StartsWith("done"));
     EXPECT_THAT(hub.requestsFor(hubFilePath(Repo::vad, network)), SizeIs(1));
     EXPECT_THAT(DownloadUtils::loadModels(Repo::vad, {bundle}, root.path(), {}), SizeIs(1));
 }
 
 TEST_F(DownloadProcessTest, AFullDiskIsOneClearErrorAndLeavesNoHalfFile) {
     Child(root.path(), reports / "disk", "disk").wait();
-    const std::string onDisk = content(reports / "disk");
+    const std::string onDisk = contentsOf(reports / "disk");
     if (onDisk != "no disk") { // where this user may not mount one, the size limit below stands for it
         EXPECT_THAT(onDisk,
                     testing::StartsWith("Cannot write '" + file.string() + ".part': No space left on device ("));
@@ -185,7 +175,7 @@ TEST_F(DownloadProcessTest, AFullDiskIsOneClearErrorAndLeavesNoHalfFile) {
     }
 
     Child(root.path(), reports / "size", "size").wait();
-    const std::string onLimit = content(reports / "size");
+    const std::string onLimit = contentsOf(reports / "size");
     EXPECT_THAT(onLimit, testing::StartsWith("Cannot write '" + file.string() + ".part': File too large ("));
     EXPECT_FALSE(fs::exists(file));
     DownloadUtils::downloadRepo(Repo::vad, root.path());
@@ -196,19 +186,19 @@ TEST_F(DownloadProcessTest, ADiskThatFillsUpWhileAFileOfUnknownSizeComesIsTheSam
     hub.setFault(hubFilePath(Repo::vad, network), HubFault::of(HubFault::Kind::chunked));
     for (const char* limit : {"disk", "size"}) {
         Child(root.path(), reports / limit, limit).wait();
-        const std::string report = content(reports / limit);
+        const std::string report = contentsOf(reports / limit);
         if (report != "no disk") {
             EXPECT_THAT(report, testing::StartsWith("Cannot write '" + file.string() + ".part': ")) << limit;
         }
     }
-    EXPECT_THAT(content(reports / "size"), HasSubstr("File too large"));
+    EXPECT_THAT(contentsOf(reports / "size"), HasSubstr("File too large"));
 }
 
 TEST_F(DownloadProcessTest, TheSessionUsesTheProxyOfTheEnvironment) {
     environment.set("http_proxy", hub.url());
     environment.set("REGISTRY_URL", "http://models.example");
     Child(root.path(), reports / "1").wait();
-    EXPECT_THAT(content(reports / "1"), testing::StartsWith("done"));
+    EXPECT_THAT(contentsOf(reports / "1"), testing::StartsWith("done"));
     for (const auto& request : hub.requests())
         EXPECT_THAT(request.target, testing::StartsWith("http://models.example/"));
 }

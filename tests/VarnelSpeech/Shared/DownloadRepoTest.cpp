@@ -4,11 +4,9 @@
 #include "VarnelSpeech/Shared/HuggingFaceDownloadError.h"
 #include "VarnelSpeech/Shared/ModelFileError.h"
 #include "VarnelSpeech/Shared/RepositoryListingError.h"
-#include "support/EnvironmentScope.h"
+#include "support/FileText.h"
 #include "support/HubModels.h"
-#include "support/LogRecorder.h"
-#include "support/TemporaryFolder.h"
-#include "support/TestHub.h"
+#include "support/HubTest.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -27,6 +25,7 @@ namespace {
 namespace fs = std::filesystem;
 using Level = AppLogger::Level;
 using Testing::addModels;
+using Testing::contentsOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using Testing::HubEnvironment;
@@ -34,7 +33,7 @@ using Testing::HubFault;
 using Testing::hubFilePath;
 using Testing::hubListingPath;
 using testing::IsEmpty;
-using Testing::LogRecorder;
+using Testing::putFile;
 using testing::SizeIs;
 using Testing::TemporaryFolder;
 using Testing::TestHub;
@@ -43,17 +42,7 @@ const std::string bundle = "silero-vad-unified-256ms-v6.0.0.mlmodelc";
 const std::string network = bundle + "/model.onnx";
 const std::string vadRepository = "Riogleiz/silero-vad-coreml";
 
-std::string content(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-void write(const fs::path& path, const std::string& text) {
-    fs::create_directories(path.parent_path());
-    std::ofstream(path, std::ios::binary) << text;
-}
-
-class DownloadRepoTest : public testing::Test {
+class DownloadRepoTest : public Testing::HubTest {
 protected:
     DownloadRepoTest() {
         addModels(hub, Repo::vad);
@@ -80,18 +69,12 @@ protected:
     }
 
     const std::string weights = numberedBytes(100'000);
-    TestHub hub;
-    HubEnvironment environment{hub.url()};
-    TemporaryFolder root;
-    const fs::path folder = root / "silero-vad-coreml";
-    DownloadUtils::DownloadConfig config;
-    LogRecorder log;
 };
 
 TEST_F(DownloadRepoTest, BringsEveryFileAndTellsOfIt) {
     download();
     EXPECT_THAT(filesOnDisk(), ElementsAre(bundle + "/coremldata.bin", network));
-    EXPECT_EQ(content(folder / network), weights);
+    EXPECT_EQ(contentsOf(folder / network), weights);
     EXPECT_THAT(log.messages(Level::info),
                 ElementsAre("Downloading silero-vad-coreml from HuggingFace...", "Found 2 files to download",
                             "Downloaded 2 files", "Downloaded all required models for silero-vad-coreml"));
@@ -121,7 +104,7 @@ TEST_F(DownloadRepoTest, KeepsTheSubfolderInTheAddressAndOutOfTheDestination) {
 TEST_F(DownloadRepoTest, EscapesPathsInAddresses) {
     hub.addFile(vadRepository, "a b%20#?ü.json", "odd");
     download();
-    EXPECT_EQ(content(folder / "a b%20#?ü.json"), "odd");
+    EXPECT_EQ(contentsOf(folder / "a b%20#?ü.json"), "odd");
     std::vector<std::string> targets;
     for (const auto& request : hub.requests())
         targets.push_back(request.target);
@@ -129,11 +112,11 @@ TEST_F(DownloadRepoTest, EscapesPathsInAddresses) {
 }
 
 TEST_F(DownloadRepoTest, SkipsWhatIsThereAndFetchesWhatIsEmpty) {
-    write(folder / network, "mine");
-    write(folder / bundle / "coremldata.bin", "");
+    putFile(folder / network, "mine");
+    putFile(folder / bundle / "coremldata.bin", "");
     download();
-    EXPECT_EQ(content(folder / network), "mine");
-    EXPECT_NE(content(folder / bundle / "coremldata.bin"), "");
+    EXPECT_EQ(contentsOf(folder / network), "mine");
+    EXPECT_NE(contentsOf(folder / bundle / "coremldata.bin"), "");
     EXPECT_THAT(hub.requestsFor(hubFilePath(Repo::vad, network)), IsEmpty());
 }
 
@@ -225,7 +208,7 @@ TEST_F(DownloadRepoTest, LeavesNoHalfFileUnderItsNameWhenTheBodyBreaksOff) {
     hub.setFault(hubFilePath(Repo::vad, network), HubFault::cutAt(40'000));
     EXPECT_THROW(download(), HuggingFaceDownloadError);
     EXPECT_FALSE(fs::exists(folder / network));
-    EXPECT_EQ(content(folder / (network + ".part")), weights.substr(0, 40'000));
+    EXPECT_EQ(contentsOf(folder / (network + ".part")), weights.substr(0, 40'000));
     EXPECT_TRUE(DownloadUtils::isFetchUnfinished(folder));
 }
 
@@ -239,14 +222,14 @@ TEST_F(DownloadRepoTest, GoesOnWithWhatAnEndedRunHasLeft) {
     ASSERT_THAT(requests, SizeIs(1));
     EXPECT_EQ(requests[0].header("range"), "bytes=40000-");
     EXPECT_NE(requests[0].header("if-range"), "");
-    EXPECT_EQ(content(folder / network), weights);
+    EXPECT_EQ(contentsOf(folder / network), weights);
     EXPECT_THAT(filesOnDisk(), ElementsAre(bundle + "/coremldata.bin", network));
 }
 
 TEST_F(DownloadRepoTest, GoesOnWithinOneRunWhenTheConnectionBreaksOffOnce) {
     hub.setFault(hubFilePath(Repo::vad, network), HubFault::cutAt(40'000).forTimes(1));
     download();
-    EXPECT_EQ(content(folder / network), weights);
+    EXPECT_EQ(contentsOf(folder / network), weights);
     EXPECT_THAT(hub.requestsFor(hubFilePath(Repo::vad, network)), SizeIs(2));
 }
 
@@ -257,40 +240,40 @@ TEST_F(DownloadRepoTest, StartsOverWhereTheFileOnTheHubHasChanged) {
     const std::string newer = "newer" + weights;
     hub.addFile(vadRepository, network, newer);
     download();
-    EXPECT_EQ(content(folder / network), newer);
+    EXPECT_EQ(contentsOf(folder / network), newer);
 }
 
 TEST_F(DownloadRepoTest, StartsOverWhereTheHubIgnoresRanges) {
-    write(folder / (network + ".part"), std::string(40'000, '?'));
+    putFile(folder / (network + ".part"), std::string(40'000, '?'));
     hub.setFault(hubFilePath(Repo::vad, network), HubFault::of(HubFault::Kind::ignoreRange));
     download();
-    EXPECT_EQ(content(folder / network), weights);
+    EXPECT_EQ(contentsOf(folder / network), weights);
 }
 
 TEST_F(DownloadRepoTest, StartsOverWhereTheHubSendsAnotherRange) {
-    write(folder / (network + ".part"), weights.substr(0, 40'000));
+    putFile(folder / (network + ".part"), weights.substr(0, 40'000));
     hub.setFault(hubFilePath(Repo::vad, network), HubFault::of(HubFault::Kind::wrongRange));
     download();
-    EXPECT_EQ(content(folder / network), weights);
+    EXPECT_EQ(contentsOf(folder / network), weights);
 }
 
 TEST_F(DownloadRepoTest, StartsOverWhereThePartIsLongerThanTheFile) {
-    write(folder / (network + ".part"), std::string(weights.size() + 1, '?'));
+    putFile(folder / (network + ".part"), std::string(weights.size() + 1, '?'));
     download();
-    EXPECT_EQ(content(folder / network), weights);
+    EXPECT_EQ(contentsOf(folder / network), weights);
 }
 
 TEST_F(DownloadRepoTest, TakesAPartThatIsWhole) {
-    write(folder / (network + ".part"), weights);
+    putFile(folder / (network + ".part"), weights);
     download();
-    EXPECT_EQ(content(folder / network), weights);
+    EXPECT_EQ(contentsOf(folder / network), weights);
     EXPECT_THAT(hub.requestsFor(hubFilePath(Repo::vad, network)), SizeIs(1));
 }
 
 TEST_F(DownloadRepoTest, IsNotTakenInByALengthThatIsTooLarge) {
     hub.setFault(hubFilePath(Repo::vad, network), HubFault::lyingAboutLength(500).forTimes(1));
     download();
-    EXPECT_EQ(content(folder / network), weights);
+    EXPECT_EQ(contentsOf(folder / network), weights);
     hub.setFault(hubFilePath(Repo::vad, "a.json"), HubFault::lyingAboutLength(500));
     hub.addFile(vadRepository, "a.json", "{}");
     EXPECT_THROW(download(), HuggingFaceDownloadError);
@@ -359,13 +342,13 @@ TEST_F(DownloadRepoTest, WritesThroughNoLink) {
 
 TEST_F(DownloadRepoTest, ReplacesALinkInPlaceOfTheFileAndNotItsTarget) {
     const TemporaryFolder outside;
-    write(outside / "victim", "precious");
+    putFile(outside / "victim", "precious");
     fs::create_directories(folder / bundle);
     fs::create_symlink(outside / "victim", folder / network);
     download();
-    EXPECT_EQ(content(outside / "victim"), "precious");
+    EXPECT_EQ(contentsOf(outside / "victim"), "precious");
     EXPECT_FALSE(fs::is_symlink(folder / network));
-    EXPECT_EQ(content(folder / network), weights);
+    EXPECT_EQ(contentsOf(folder / network), weights);
 }
 
 TEST_F(DownloadRepoTest, DoesNotWaitForAPipeInPlaceOfTheTemporaryFile) {
@@ -389,7 +372,7 @@ TEST_F(DownloadRepoTest, SendsNoTokenToTheHostThatServesTheFiles) {
     hub.setAnswer("/content", weights);
     hub.setFault(hubFilePath(Repo::vad, network), HubFault::redirectTo(hub.urlOfOtherHost() + "/content?signature=1"));
     download();
-    EXPECT_EQ(content(folder / network), weights);
+    EXPECT_EQ(contentsOf(folder / network), weights);
     EXPECT_EQ(hub.requestsFor(hubFilePath(Repo::vad, network)).at(0).header("authorization"), "Bearer hf_secret");
     EXPECT_EQ(hub.requestsFor("/content").at(0).header("authorization"), "");
     for (const auto& line : log.lines())
@@ -404,7 +387,7 @@ TEST_F(DownloadRepoTest, LetsTwoFetchesOfOneRepositoryComeAfterEachOther) {
     hub.releaseStalls();
     first.join();
     second.join();
-    EXPECT_EQ(content(folder / network), weights);
+    EXPECT_EQ(contentsOf(folder / network), weights);
     EXPECT_THAT(hub.requestsFor(hubFilePath(Repo::vad, network)), SizeIs(1));
 }
 

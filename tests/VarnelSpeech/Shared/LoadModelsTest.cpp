@@ -3,17 +3,16 @@
 #include "VarnelSpeech/Shared/HuggingFaceDownloadError.h"
 #include "VarnelSpeech/Shared/ModelFileError.h"
 #include "VarnelSpeech/Shared/RepositoryListingError.h"
-#include "support/EnvironmentScope.h"
+#include "support/FileText.h"
 #include "support/HubModels.h"
-#include "support/LogRecorder.h"
-#include "support/TemporaryFolder.h"
-#include "support/TestHub.h"
+#include "support/HubTest.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <fstream>
 #include <iterator>
+#include <stop_token>
 #include <thread>
 
 namespace VarnelSpeech {
@@ -31,20 +30,15 @@ using Testing::HubFault;
 using Testing::hubFilePath;
 using Testing::hubListingPath;
 using testing::IsEmpty;
-using Testing::LogRecorder;
 using testing::Not;
+using Testing::putFile;
 using testing::SizeIs;
 using Testing::TemporaryFolder;
 using Testing::TestHub;
 
 const std::string bundle = "silero-vad-unified-256ms-v6.0.0.mlmodelc";
 
-void write(const fs::path& path, const std::string& text) {
-    fs::create_directories(path.parent_path());
-    std::ofstream(path, std::ios::binary) << text;
-}
-
-class LoadModelsTest : public testing::Test {
+class LoadModelsTest : public Testing::HubTest {
 protected:
     LoadModelsTest() { addModels(hub, Repo::vad); }
 
@@ -55,13 +49,6 @@ protected:
     }
 
     std::size_t listings() const { return hub.requestsFor(hubListingPath(Repo::vad)).size(); }
-
-    TestHub hub;
-    HubEnvironment environment{hub.url()};
-    TemporaryFolder root;
-    const fs::path folder = root / "silero-vad-coreml";
-    DownloadUtils::DownloadConfig config;
-    LogRecorder log;
 };
 
 TEST_F(LoadModelsTest, FetchesWhatIsMissingAndLoadsIt) {
@@ -95,7 +82,7 @@ TEST_F(LoadModelsTest, LogsTheHostOnceForAllLoads) {
 TEST_F(LoadModelsTest, DeletesABundleWithoutItsMarkerAndFetchesItAgain) {
     load();
     fs::remove(folder / bundle / "coremldata.bin");
-    write(folder / "leftover", "x");
+    putFile(folder / "leftover", "x");
     hub.forgetRequests();
     EXPECT_THAT(load(), SizeIs(1));
     EXPECT_TRUE(fs::exists(folder / bundle / "coremldata.bin"));
@@ -124,7 +111,7 @@ TEST_F(LoadModelsTest, ReportsASecondFailureAndLeavesTheFolder) {
 }
 
 TEST_F(LoadModelsTest, WantsADirectoryForEachBundle) {
-    write(folder / bundle, "a file");
+    putFile(folder / bundle, "a file");
     try {
         load(Repo::vad, {}, Fetching::never);
         FAIL();
@@ -206,13 +193,13 @@ TEST_F(LoadModelsTest, KeepsTheOtherVariantsBundlesWhenOneFails) {
     load(Repo::diarizer);
     load(Repo::diarizer, "offline");
     const fs::path diarizer = root / "speaker-diarization-coreml";
-    write(diarizer / "wespeaker_v2.mlmodelc" / "mark", "x");
-    write(diarizer / "FBank.mlmodelc" / "mark", "x");
+    putFile(diarizer / "wespeaker_v2.mlmodelc" / "mark", "x");
+    putFile(diarizer / "FBank.mlmodelc" / "mark", "x");
     fs::remove(diarizer / "Embedding.mlmodelc" / "coremldata.bin");
     EXPECT_THAT(load(Repo::diarizer, "offline"), SizeIs(4));
     EXPECT_TRUE(fs::exists(diarizer / "wespeaker_v2.mlmodelc" / "mark"));
     EXPECT_FALSE(fs::exists(diarizer / "FBank.mlmodelc" / "mark"));
-    write(diarizer / "FBank.mlmodelc" / "mark", "x");
+    putFile(diarizer / "FBank.mlmodelc" / "mark", "x");
     fs::remove(diarizer / "wespeaker_v2.mlmodelc" / "coremldata.bin");
     EXPECT_THAT(load(Repo::diarizer), SizeIs(2));
     EXPECT_FALSE(fs::exists(diarizer / "wespeaker_v2.mlmodelc" / "mark"));
@@ -222,11 +209,53 @@ TEST_F(LoadModelsTest, KeepsTheOtherVariantsBundlesWhenOneFails) {
 
 TEST_F(LoadModelsTest, RemovesALinkInPlaceOfTheFolderAndNotItsTarget) {
     const TemporaryFolder outside;
-    write(outside / bundle / "precious", "x");
+    putFile(outside / bundle / "precious", "x");
     fs::create_directory_symlink(outside.path(), folder);
     EXPECT_THAT(load(), SizeIs(1)); // the bundle behind the link has no marker
     EXPECT_TRUE(fs::exists(outside / bundle / "precious"));
     EXPECT_FALSE(fs::is_symlink(folder));
+}
+
+// Asks for a stop as soon as a network has been loaded.
+class StopAtFirstModel final : public AppLogger::Sink {
+public:
+    explicit StopAtFirstModel(std::stop_source& stop) : stop_(stop) {}
+
+    void write(const AppLogger::Line& line) override {
+        if (!line.message.starts_with("Compiled model "))
+            return;
+        ++loaded;
+        stop_.request_stop();
+    }
+
+    int loaded = 0;
+
+private:
+    std::stop_source& stop_;
+};
+
+TEST_F(LoadModelsTest, StopsBetweenTwoNetworksAndTouchesNothing) {
+    addModels(hub, Repo::parakeet);
+    load(Repo::parakeet);
+    hub.forgetRequests();
+    for (const Fetching fetching : {Fetching::never, Fetching::whenMissing}) {
+        std::stop_source stop;
+        config.stop = stop.get_token();
+        const auto sink = std::make_shared<StopAtFirstModel>(stop);
+        const auto before = AppLogger::setSink(sink);
+        try {
+            load(Repo::parakeet, {}, fetching);
+            ADD_FAILURE() << "no error";
+        } catch (const HttpTransportError& error) {
+            EXPECT_EQ(error.error(), HttpTransportError::Case::cancelled);
+            EXPECT_STREQ(error.what(), "Loading the models was cancelled.");
+        }
+        AppLogger::setSink(before);
+        EXPECT_EQ(sink->loaded, 1);
+    }
+    EXPECT_THAT(hub.requests(), IsEmpty());
+    config.stop = {};
+    EXPECT_THAT(load(Repo::parakeet), SizeIs(4));
 }
 
 TEST_F(LoadModelsTest, LoadsTheSetsOfOneRepositoryInTurns) {

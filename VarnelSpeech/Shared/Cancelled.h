@@ -4,7 +4,7 @@
 
 namespace VarnelSpeech {
 
-// Ends a transcription that its caller has asked to stop.
+// Ends a transcription or a diarization that its caller has asked to stop.
 class Cancelled : public std::runtime_error {
 public:
     Cancelled() : std::runtime_error("The transcription was cancelled.") {}
