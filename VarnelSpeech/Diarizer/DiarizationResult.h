@@ -1,5 +1,8 @@
 #pragma once
 
+#include "VarnelSpeech/Diarizer/PipelineTimings.h"
+#include "VarnelSpeech/Diarizer/TimedSpeakerSegment.h"
+
 #include <map>
 #include <optional>
 #include <string>
@@ -7,19 +10,11 @@
 
 namespace VarnelSpeech {
 
-// A stretch of one speaker's speech.
-struct TimedSpeakerSegment {
-    std::string id;               // a fresh UUID
-    std::string speakerId;        // of the speaker database: decimal digits such as "1"
-    std::vector<float> embedding; // 256 values, raw (not normalised), of the chunk the segment lies in
-    float startTimeSeconds = 0;
-    float endTimeSeconds = 0;
-    float qualityScore = 0;
-};
-
 struct DiarizationResult {
     std::vector<TimedSpeakerSegment> segments;
-    std::optional<std::map<std::string, std::vector<float>>> speakerDatabase;
+    // In debug mode only: speaker id to the speaker's current embedding, and how long each stage took.
+    std::optional<std::map<std::string, std::vector<float>>> speakerDatabase = std::nullopt;
+    std::optional<PipelineTimings> timings = std::nullopt;
 };
 
 } // namespace VarnelSpeech
