@@ -59,15 +59,19 @@ AsrModels ScriptedRecogniser::models() const {
     return models_;
 }
 
-void ScriptedRecogniser::writeSpokenWAV(const std::filesystem::path& file, double seconds,
-                                        const std::map<int, int>& tokensByFrame) {
+std::vector<float> ScriptedRecogniser::spokenAudio(double seconds, const std::map<int, int>& tokensByFrame) {
     std::vector<float> samples(static_cast<std::size_t>(seconds * 16000));
     for (const auto& [frame, token] : tokensByFrame) {
         const auto first = static_cast<std::size_t>(frame * frameSamples);
         std::fill_n(samples.begin() + static_cast<std::ptrdiff_t>(first), frameSamples,
                     static_cast<float>(token) / levelsPerUnit);
     }
-    writeAudio(file, FixtureFormat::wavFloat, 16000, 1, samples);
+    return samples;
+}
+
+void ScriptedRecogniser::writeSpokenWAV(const std::filesystem::path& file, double seconds,
+                                        const std::map<int, int>& tokensByFrame) {
+    writeAudio(file, FixtureFormat::wavFloat, 16000, 1, spokenAudio(seconds, tokensByFrame));
 }
 
 } // namespace VarnelSpeech::Testing

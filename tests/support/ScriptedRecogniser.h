@@ -25,6 +25,9 @@ public:
     // Called on the recognising thread before window `index` (from 0, over all files) is encoded. May throw.
     std::function<void(std::size_t index)> onWindow;
 
+    // So many seconds of 16 kHz mono with a token at each of some frames; the rest is silence.
+    static std::vector<float> spokenAudio(double seconds, const std::map<int, int>& tokensByFrame);
+
     // A 16 kHz mono WAV of so many seconds with a token at each of some frames; the rest is silence.
     static void writeSpokenWAV(const std::filesystem::path& file, double seconds,
                                const std::map<int, int>& tokensByFrame);

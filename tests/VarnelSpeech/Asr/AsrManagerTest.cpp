@@ -1,7 +1,7 @@
 #include "VarnelSpeech/Asr/AsrManager.h"
 
-#include "VarnelSpeech/Asr/Cancelled.h"
 #include "VarnelSpeech/Asr/ScriptedRecognizer.h"
+#include "VarnelSpeech/Shared/Cancelled.h"
 #include "VarnelSpeech/Shared/MLArrayCache.h"
 #include "support/AudioFixtures.h"
 #include "support/LogRecorder.h"

@@ -22,7 +22,9 @@ ScriptedRecognizer::Window heardWindow(ScriptedModel::Call& call) {
     const auto begin = std::clamp<std::int64_t>(length, 0, signal.count());
     const bool isPadded =
         std::all_of(samples + begin, samples + signal.count(), [](float value) { return value == 0; });
-    return {static_cast<std::size_t>(signal.count()), static_cast<int>(samples[0]), length, isPadded};
+    const auto last = std::max_element(samples, samples + signal.count());
+    return {static_cast<std::size_t>(signal.count()), static_cast<int>(samples[0]), static_cast<int>(*last), length,
+            isPadded};
 }
 
 } // namespace

@@ -24,6 +24,7 @@ public:
     struct Window {
         std::size_t samples = 0; // with padding
         int start = 0;           // the first sample's number
+        int lastSample = 0;      // the number of the last sample that is none of the padding
         int audioLength = 0;
         bool isPaddedWithZeros = false; // behind audioLength
     };
