@@ -12,7 +12,8 @@ namespace {
 constexpr double smallestPlain = 1e-4;
 constexpr double largestPlain = 9007199254740992; // 2^53: up to here all whole numbers are exact
 
-QString shortest(double value) {
+template <typename Number>
+QString shortest(Number value) {
     const double magnitude = std::abs(value);
     const bool isPlain = value == 0 || (magnitude >= smallestPlain && magnitude < largestPlain);
     std::array<char, 64> buffer{};
@@ -22,13 +23,8 @@ QString shortest(double value) {
     return QString::fromLatin1(buffer.data(), end - buffer.data());
 }
 
-} // namespace
-
-QString jsonNumber(double value) {
-    return value == 0 ? QStringLiteral("0") : shortest(value);
-}
-
-QString decimalForm(double value) {
+template <typename Number>
+QString withFraction(Number value) {
     if (std::isnan(value)) {
         return QStringLiteral("nan");
     }
@@ -40,6 +36,20 @@ QString decimalForm(double value) {
         text += QStringLiteral(".0");
     }
     return text;
+}
+
+} // namespace
+
+QString jsonNumber(double value) {
+    return value == 0 ? QStringLiteral("0") : shortest(value);
+}
+
+QString decimalForm(double value) {
+    return withFraction(value);
+}
+
+QString floatDecimalForm(float value) {
+    return withFraction(value);
 }
 
 } // namespace Varnel

@@ -56,6 +56,10 @@ std::shared_ptr<Speaker> ModelContext::speaker(const QUuid& id) const {
     return work_->withId<Speaker>(id);
 }
 
+void ModelContext::scanVoices(const VoiceFilter& filter, const std::function<void(const StoredVoice&)>& use) const {
+    work_->scanVoices(filter, use);
+}
+
 std::size_t ModelContext::meetingCount() const {
     return work_->meetingCount();
 }

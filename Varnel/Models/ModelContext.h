@@ -4,10 +4,12 @@
 #include "Varnel/Models/Meeting.h"
 #include "Varnel/Models/Speaker.h"
 #include "Varnel/Models/StoreError.h"
+#include "Varnel/Models/StoredVoice.h"
 #include "Varnel/Models/TranscriptSegment.h"
 
 #include <QObject>
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -45,6 +47,11 @@ public:
     // The record with that id, or none; indexed.
     std::shared_ptr<Meeting> meeting(const QUuid& id) const;
     std::shared_ptr<Speaker> speaker(const QUuid& id) const;
+
+    // Every speaker with a voice, but for what the filter leaves out, in the order of insertion, pending changes seen:
+    // what fetchSpeakers would give, without a record for each. `use` must not use this context. Throws StoreError,
+    // also after some were passed.
+    void scanVoices(const VoiceFilter& filter, const std::function<void(const StoredVoice&)>& use) const;
 
     // How many are stored, without loading them; pending changes counted.
     std::size_t meetingCount() const;

@@ -9,6 +9,7 @@
 #include "Varnel/Models/SpeakerTable.h"
 #include "Varnel/Models/TranscriptSegment.h"
 
+#include <functional>
 #include <memory>
 #include <type_traits>
 #include <utility>
@@ -17,6 +18,8 @@
 namespace Varnel {
 
 class ModelContext;
+class StoredVoice;
+struct VoiceFilter;
 
 // The workings of a ModelContext: one object for each row in memory, and the lists of what waits for a save.
 //
@@ -49,6 +52,7 @@ public:
     std::vector<std::shared_ptr<Child>> children(const Meeting& meeting);
     std::vector<std::shared_ptr<TranscriptSegment>> segments(const Speaker& speaker);
     void loadEmbedding(const Speaker& speaker);
+    void scanVoices(const VoiceFilter& filter, const std::function<void(const StoredVoice&)>& use);
 
     template <typename Model>
     void noteChanged(Model& record);

@@ -63,11 +63,15 @@ QString markdown(const Meeting& meeting) {
     return result;
 }
 
-QString plainText(const Meeting& meeting) {
+QString plainTextHeader(const Meeting& meeting) {
     QString result = meeting.title() + u'\n' + dateText(meeting.startedAt()) + u'\n';
     if (meeting.sourceApp())
         result += QStringLiteral("Source: ") + *meeting.sourceApp() + u'\n';
-    result += QStringLiteral("Duration: ") + durationText(meeting.duration()) + QStringLiteral("\n\n");
+    return result + QStringLiteral("Duration: ") + durationText(meeting.duration()) + QStringLiteral("\n\n");
+}
+
+QString plainText(const Meeting& meeting) {
+    QString result = plainTextHeader(meeting);
     for (const auto& segment : sortedSegments(meeting)) {
         result += u'[' + lineTime(segment->startTime()) + QStringLiteral("] ") + speakerName(*segment) +
                   QStringLiteral(": ") + segment->text() + u'\n';

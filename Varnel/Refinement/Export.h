@@ -21,6 +21,8 @@ QString markdown(const Meeting& meeting);
 // finite or a date that has no text form.
 QByteArray json(const Meeting& meeting);
 QString plainText(const Meeting& meeting);
+// What stands before the first line of that, with the empty line.
+QString plainTextHeader(const Meeting& meeting);
 QString srt(const Meeting& meeting);
 
 // Any of them as the bytes of the file.

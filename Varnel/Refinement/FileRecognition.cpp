@@ -1,20 +1,17 @@
 #include "Varnel/Refinement/FileRecognition.h"
 
-#include "VarnelSpeech/Asr/Cancelled.h"
 #include "VarnelSpeech/Shared/AudioConverter.h"
+#include "VarnelSpeech/Shared/Cancelled.h"
 
 #include <exception>
 #include <memory>
+#include <optional>
 #include <thread>
 #include <utility>
-#include <vector>
 
 namespace Varnel {
 
 namespace {
-
-// Reading and converting a file takes a small part of the time that recognising it takes.
-constexpr double readingShare = 0.05;
 
 // Passes the recogniser's progress stream on while it runs. The recogniser has a session only for audio of more than
 // one window; the end of this object ends the session whatever happened.
@@ -55,16 +52,11 @@ std::vector<float> readForModels(const std::filesystem::path& file, const std::f
     }
 }
 
-VarnelSpeech::ASRResult recognise(VarnelSpeech::AsrManager& asr, const std::filesystem::path& file,
+VarnelSpeech::ASRResult recognise(VarnelSpeech::AsrManager& asr, std::span<const float> samples,
                                   const std::function<void(double)>& report, std::stop_token stop) {
-    std::function<void(double)> reportReading;
-    if (report)
-        reportReading = [&report](double share) { report(readingShare * share); };
-    const std::vector<float> samples = readForModels(file, reportReading, stop);
-
     std::optional<StreamedProgress> progress;
     if (report && samples.size() > static_cast<std::size_t>(VarnelSpeech::ASRConstants::maxModelSamples))
-        progress.emplace(asr, [&report](double share) { report(readingShare + (1 - readingShare) * share); });
+        progress.emplace(asr, report);
     asr.setStopToken(std::move(stop));
     return asr.transcribe(samples, VarnelSpeech::AudioSource::microphone);
 }

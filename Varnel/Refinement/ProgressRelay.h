@@ -21,7 +21,7 @@ public:
 
     bool isWanted() const { return static_cast<bool>(progress_); }
 
-    // One thread at a time, other than the main one. Values that do not rise by at least a step are left out.
+    // One thread at a time. Values that do not rise by at least a step are left out.
     void report(double progress);
 
     // The end, on the main context: 1, at once.

@@ -3,6 +3,8 @@
 #include "Varnel/Platform/ApplicationLog.h"
 #include "Varnel/Refinement/BackgroundJob.h"
 #include "Varnel/Refinement/FileRecognition.h"
+#include "Varnel/Refinement/FileSamples.h"
+#include "Varnel/Refinement/ParallelProgress.h"
 #include "Varnel/Refinement/ProgressRelay.h"
 #include "Varnel/Refinement/TranscriptGrouping.h"
 #include "Varnel/Refinement/TurnQueue.h"
@@ -15,6 +17,21 @@
 namespace Varnel {
 
 namespace {
+
+// Reading and converting a file takes a small part of the time of the work on it.
+constexpr double readingShare = 0.05;
+constexpr int sampleRate = 16000;
+
+// The jobs of a transcription.
+constexpr std::size_t recognitionJob = 0;
+constexpr std::size_t diarizationJob = 1;
+
+// Has a job report its share of the whole to the relay; nothing when nobody listens.
+std::function<void(double)> reporting(ProgressRelay& relay, double from, double to) {
+    if (!relay.isWanted())
+        return {};
+    return [&relay, from, to](double share) { relay.report(from + (to - from) * share); };
+}
 
 QString description(const std::exception_ptr& failure) {
     try {
@@ -161,21 +178,21 @@ QCoro::Task<Output> TranscriptionEngine::transcribe(std::filesystem::path file, 
 QCoro::Task<Output> TranscriptionEngine::transcribeInTurn(std::filesystem::path file, Progress progress,
                                                           std::stop_token stop) {
     ProgressRelay relay(std::move(progress));
+    FileSamples samples(std::move(file), reporting(relay, 0, readingShare));
+    ParallelProgress shares(diarizationLoaded_ ? 2 : 1, reporting(relay, readingShare, 1));
     // Batch recognition keeps no distinction of sources: every file is decoded as a microphone's.
-    BackgroundJob<VarnelSpeech::ASRResult> recognition(d->room, stop,
-                                                       [&asr = d->asr, &relay, file](const std::stop_token& stopJob) {
-                                                           std::function<void(double)> report;
-                                                           if (relay.isWanted())
-                                                               report = [&relay](double share) { relay.report(share); };
-                                                           return recognise(asr, file, report, stopJob);
-                                                       });
+    BackgroundJob<VarnelSpeech::ASRResult> recognition(
+        d->room, stop, [&asr = d->asr, &shares, &samples](const std::stop_token& stopJob) {
+            VarnelSpeech::ASRResult result = recognise(asr, samples.get(stopJob), shares.job(recognitionJob), stopJob);
+            shares.finish(recognitionJob);
+            return result;
+        });
 
     std::optional<VarnelSpeech::DiarizationResult> diarization;
     if (diarizationLoaded_) {
         BackgroundJob<VarnelSpeech::DiarizationResult> diarizing(
-            d->room, stop, [diarizer = d->diarizer, file](const std::stop_token& stopJob) {
-                const std::vector<float> samples = readForModels(file, {}, stopJob);
-                return diarizer->diarize(samples, 16000, 0, stopJob);
+            d->room, stop, [diarizer = d->diarizer, &shares, &samples](const std::stop_token& stopJob) {
+                return diarizer->diarize(samples.get(stopJob), sampleRate, 0, stopJob, shares.job(diarizationJob));
             });
         std::exception_ptr failure;
         try {
@@ -185,6 +202,7 @@ QCoro::Task<Output> TranscriptionEngine::transcribeInTurn(std::filesystem::path 
         }
         if (failure && !d->room.isClosed() && !stop.stop_requested())
             log(QStringLiteral("Diarizer process failed: ") + description(failure));
+        shares.finish(diarizationJob);
     }
 
     const VarnelSpeech::ASRResult recognised = co_await completion(recognition);

@@ -4,7 +4,7 @@
 #include "Varnel/Refinement/SpeakerDiarization.h"
 #include "Varnel/Refinement/TranscriptOutput.h"
 #include "VarnelSpeech/Asr/AsrModels.h"
-#include "VarnelSpeech/Asr/Cancelled.h"
+#include "VarnelSpeech/Shared/Cancelled.h"
 
 #include <QCoroTask>
 #include <QObject>

@@ -1,6 +1,6 @@
 #include "Varnel/Refinement/TurnQueue.h"
 
-#include "VarnelSpeech/Asr/Cancelled.h"
+#include "VarnelSpeech/Shared/Cancelled.h"
 
 #include <utility>
 

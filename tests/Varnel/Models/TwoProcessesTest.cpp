@@ -1,5 +1,6 @@
 #include "Varnel/Models/MeetingSearch.h"
 #include "Varnel/Models/StoreTesting.h"
+#include "support/ChildProcess.h"
 #include "support/EventLoop.h"
 
 #include <QEventLoop>
@@ -7,11 +8,14 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/wait.h>
 #include <unistd.h>
+
+#include <stdexcept>
 
 namespace Varnel {
 namespace {
+
+using VarnelSpeech::Testing::ChildProcess;
 
 // Until the context has seen another's change. The deadline is only there so that a failing test ends.
 bool waitForChange(ModelContext& context) {
@@ -149,20 +153,10 @@ TEST(TwoProcesses, WriteToOneStoreWithoutLossAndSeeEachOther) {
             container.mainContext().save();
         }
     };
-    const pid_t child = fork(); // before the parent has a connection: SQLite's must not cross a fork
-    if (child == 0) {
-        int status = 0;
-        try {
-            writeAll(QStringLiteral("child"));
-        } catch (const std::exception&) {
-            status = 1;
-        }
-        _exit(status);
-    }
+    // Before the parent has a connection: SQLite's must not cross a fork.
+    ChildProcess child([&] { writeAll(QStringLiteral("child")); });
     writeAll(QStringLiteral("parent"));
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
+    EXPECT_TRUE(child.succeeded());
     ModelContainer container(folder.file());
     const auto meetings = container.mainContext().fetchMeetings();
     EXPECT_EQ(meetings.size(), std::size_t{2 * count});
@@ -179,27 +173,20 @@ TEST(TwoProcesses, AnotherProcessesSaveIsTold) {
     { const ModelContainer made(folder.file()); }
     int gate[2];
     ASSERT_EQ(pipe(gate), 0);
-    const pid_t child = fork();
-    if (child == 0) {
+    ChildProcess child([&] {
         char ignored = 0;
-        int status = read(gate[0], &ignored, 1) == 1 ? 0 : 1;
-        try {
-            ModelContainer container(folder.file());
-            container.mainContext().insert(makeMeeting(QStringLiteral("from the child")));
-            container.mainContext().save();
-        } catch (const std::exception&) {
-            status = 1;
-        }
-        _exit(status);
-    }
+        if (read(gate[0], &ignored, 1) != 1)
+            throw std::runtime_error("the gate stayed closed");
+        ModelContainer container(folder.file());
+        container.mainContext().insert(makeMeeting(QStringLiteral("from the child")));
+        container.mainContext().save();
+    });
     ModelContainer container(folder.file());
     ASSERT_EQ(write(gate[1], "x", 1), 1);
     EXPECT_TRUE(waitForChange(container.mainContext()));
     ASSERT_EQ(container.mainContext().meetingCount(), 1U);
     EXPECT_EQ(container.mainContext().fetchMeetings().front()->title(), QStringLiteral("from the child"));
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
+    EXPECT_TRUE(child.succeeded());
     close(gate[0]);
     close(gate[1]);
 }

@@ -1,6 +1,7 @@
 #include "Varnel/Refinement/Export.h"
 
 #include "support/ErrorText.h"
+#include "support/SmallDisk.h"
 #include "support/TemporaryFolder.h"
 
 #include <QDir>
@@ -101,17 +102,15 @@ TEST_F(ExportFile, ANameThatIsTooLongIsOneClearError) {
 TEST_F(ExportFile, AFullDiskLeavesTheFileAsItWas) {
     // A small file system in memory; making one takes a privilege that the tests may lack.
     const QString mount = path(QStringLiteral("small"));
-    QDir().mkdir(mount);
-    const std::string command = "mount -t tmpfs -o size=64k tmpfs '" + mount.toStdString() + "' 2>/dev/null";
-    if (::geteuid() != 0 || std::system(command.c_str()) != 0)
-        GTEST_SKIP() << "no tmpfs can be mounted here";
+    const VarnelSpeech::Testing::SmallDisk disk(mount.toStdString(), 64 * 1024);
+    if (!disk.isMounted())
+        GTEST_SKIP() << "no small disk can be mounted here";
     const QString file = mount + QStringLiteral("/a.md");
     Export::write("before", file);
     EXPECT_EQ(errorText([&] { Export::write(QByteArray(1 << 20, 'x'), file); }),
               "cannot write '" + file.toStdString() + "': No space left on device");
     EXPECT_EQ(contents(file), QByteArray("before"));
     EXPECT_EQ(QDir(mount).entryList(QDir::Files | QDir::Hidden), QStringList{QStringLiteral("a.md")});
-    EXPECT_EQ(std::system(("umount '" + mount.toStdString() + "'").c_str()), 0);
 }
 
 } // namespace

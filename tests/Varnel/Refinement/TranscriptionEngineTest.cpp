@@ -34,18 +34,20 @@ struct ScriptedDiarization final : SpeakerDiarization {
     }
 
     VarnelSpeech::DiarizationResult diarize(std::span<const float> samples, int sampleRate, double startTime,
-                                            std::stop_token stop) override {
+                                            std::stop_token stop, const Progress& progress) override {
+        report = progress;
         sampleCount = samples.size();
         rate = sampleRate;
         start = startTime;
         if (onDiarize)
             onDiarize(stop);
-        return {voices, {}};
+        return {voices};
     }
 
     std::string loadFailure;
     std::vector<VarnelSpeech::TimedSpeakerSegment> voices;
     std::function<void(std::stop_token)> onDiarize;
+    Progress report; // of the run
     std::size_t sampleCount = 0;
     int rate = 0;
     double start = -1;
