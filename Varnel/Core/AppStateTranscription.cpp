@@ -2,13 +2,14 @@
 
 #include "Varnel/Core/AppState.h"
 #include "Varnel/Core/SpeakerBuilding.h"
+#include "Varnel/Core/VoiceMatching.h"
+#include "Varnel/Models/DecimalForm.h"
 #include "Varnel/Models/Identifier.h"
 #include "Varnel/Platform/ApplicationLog.h"
 
 #include <QPointer>
 
 #include <exception>
-#include <string>
 #include <unordered_map>
 #include <utility>
 
@@ -18,9 +19,9 @@ namespace {
 
 void deleteTranscript(ModelContext& context, const Meeting& meeting) {
     const auto segments = meeting.segments();
+    const auto speakers = meeting.speakers(); // both are read before anything goes, for reading may fail
     for (const auto& segment : segments)
         context.remove(segment);
-    const auto speakers = meeting.speakers();
     for (const auto& speaker : speakers)
         context.remove(speaker);
 }
@@ -29,7 +30,8 @@ void deleteTranscript(ModelContext& context, const Meeting& meeting) {
 void attributeSystem(const SpeakerBuilding& building, ModelContext& context, const std::shared_ptr<Meeting>& meeting,
                      const std::vector<Output::Segment>& segments) {
     const auto speakers = building.build(segments, [](const SpeakerReidentifier::Match& match) {
-        log(QStringLiteral("Speaker re-id matched '%1' sim=%2").arg(match.name).arg(match.similarity));
+        log(QStringLiteral("Speaker re-id matched '") + match.name + QStringLiteral("' sim=") +
+            floatDecimalForm(match.similarity));
     });
     for (const auto& segment : segments)
         insertSegment(context, meeting, segment, speakers.at(segment.speakerKey));
@@ -63,40 +65,62 @@ void attributeRoom(const SpeakerBuilding& building, ModelContext& context, const
     }
 }
 
+// The progress of one of several files, as a part of the whole.
+TranscriptionEngine::Progress part(const TranscriptionEngine::Progress& whole, double from, double to) {
+    if (!whole)
+        return {};
+    return [whole, from, to](double share) { whole(from + share * (to - from)); };
+}
+
 } // namespace
 
 QCoro::Task<> AppState::transcribeMeeting(QUuid meetingID, std::filesystem::path micFile,
-                                          std::optional<std::filesystem::path> systemFile) {
+                                          std::optional<std::filesystem::path> systemFile,
+                                          TranscriptionEngine::Progress progress, std::stop_token stop) {
     const QPointer<AppState> self(this);
     setTranscribing(meetingID, true);
+    const double micShare = systemFile ? 0.5 : 1.0;
     Output mic;
     try {
-        mic = co_await transcriptionEngine_.transcribe(std::move(micFile));
+        mic = co_await transcriptionEngine_.transcribe(std::move(micFile), part(progress, 0, micShare), stop);
     } catch (const std::exception& error) {
-        if (self) {
-            log(QStringLiteral("Transcription failed for ") + text(meetingID) + QStringLiteral(": ") +
-                QString::fromUtf8(error.what()));
-            setTranscribing(meetingID, false);
-        }
+        if (self)
+            failTranscription(meetingID, QString::fromUtf8(error.what()));
         co_return;
     }
     if (!self)
         co_return;
-    std::optional<Output> system;
+    std::optional<std::vector<Output::Segment>> systemSegments;
     if (systemFile) {
         try {
-            system = co_await transcriptionEngine_.transcribe(std::move(*systemFile));
+            Output system =
+                co_await transcriptionEngine_.transcribe(std::move(*systemFile), part(progress, micShare, 1), stop);
+            systemSegments = std::move(system.segments);
         } catch (const std::exception& error) {
-            log(QStringLiteral("System audio transcription failed: ") + QString::fromUtf8(error.what()));
+            const QString reason = QString::fromUtf8(error.what());
+            if (stop.stop_requested()) { // not a recording of the microphone alone
+                if (self)
+                    failTranscription(meetingID, reason);
+                co_return;
+            }
+            log(QStringLiteral("System audio transcription failed: ") + reason);
         }
         if (!self)
             co_return;
     }
-    std::optional<std::vector<Output::Segment>> systemSegments;
-    if (system)
-        systemSegments = std::move(system->segments);
-    applyTranscription(meetingID, mic.segments, systemSegments);
+    try {
+        applyTranscription(meetingID, mic.segments, systemSegments);
+    } catch (const std::exception& error) { // the store cannot be read
+        failTranscription(meetingID, QString::fromUtf8(error.what()));
+        co_return;
+    }
     setTranscribing(meetingID, false);
+}
+
+void AppState::failTranscription(const QUuid& meetingID, const QString& reason) {
+    log(QStringLiteral("Transcription failed for ") + text(meetingID) + QStringLiteral(": ") + reason);
+    setTranscribing(meetingID, false);
+    Q_EMIT transcriptionFailed(meetingID, reason);
 }
 
 void AppState::applyTranscription(const QUuid& meetingID, const std::vector<Output::Segment>& micSegments,
@@ -105,9 +129,11 @@ void AppState::applyTranscription(const QUuid& meetingID, const std::vector<Outp
     if (!meeting)
         return;
     deleteTranscript(modelContext_, *meeting);
-    const SpeakerBuilding building(modelContext_, meeting, [this, meetingID](const Speaker::Embedding& embedding) {
-        return voiceMatcher(embedding, meetingID, modelContext_);
-    });
+    const auto digest = embeddingNetwork_.digest();
+    const auto match = [&](const Speaker::Embedding& embedding) {
+        return matchVoice(embedding, meetingID, modelContext_, digest);
+    };
+    const SpeakerBuilding building(modelContext_, meeting, match, digest);
     const QString youKey = micSegments.empty() ? QString() : micSegments.front().speakerKey;
     const auto you = building.buildYou(SpeakerReidentifier::meanEmbedding(youKey, micSegments));
     for (const auto& segment : micSegments)
@@ -118,23 +144,8 @@ void AppState::applyTranscription(const QUuid& meetingID, const std::vector<Outp
     else if (countKeys(micSegments) >= 2)
         attributeRoom(building, modelContext_, *meeting, you, micSegments);
 
-    try {
-        modelContext_.save();
-    } catch (const std::exception&) { // stays pending until the next save
-    }
+    saveIgnoringFailure();
     startAI(meetingID);
-}
-
-void AppState::startAI(const QUuid& meetingID) {
-    if (!settings_.boolean(SettingKeys::aiEnabled))
-        return;
-    QMetaObject::invokeMethod(
-        this,
-        [this, meetingID] {
-            if (runAI)
-                runAI(meetingID);
-        },
-        Qt::QueuedConnection);
 }
 
 void AppState::setTranscribing(const QUuid& meetingID, bool isTranscribing) {

@@ -11,8 +11,12 @@
 
 namespace Varnel {
 
-FileTranscription::FileTranscription(ModelContext& context, const Clock& clock, std::filesystem::path recordingsFolder)
-    : voiceMatcher(matchVoice), context_(context), clock_(clock), recordingsFolder_(std::move(recordingsFolder)) {}
+FileTranscription::FileTranscription(ModelContext& context, const Clock& clock, std::filesystem::path recordingsFolder,
+                                     EmbeddingNetwork embeddingNetwork)
+    : context_(context),
+      clock_(clock),
+      recordingsFolder_(std::move(recordingsFolder)),
+      embeddingNetwork_(std::move(embeddingNetwork)) {}
 
 std::shared_ptr<Meeting> FileTranscription::save(const std::filesystem::path& file, const Output& output) {
     const std::filesystem::path audio = copyIntoRecordings(file, recordingsFolder_, QUuid::createUuid());
@@ -37,12 +41,14 @@ std::shared_ptr<Meeting> FileTranscription::insertMeeting(const QString& title, 
                                              QFile::decodeName(QByteArray::fromStdString(audio.string())), std::nullopt,
                                              output.duration);
     context_.insert(meeting);
-    const SpeakerBuilding building(context_, meeting, [this, &id](const Speaker::Embedding& embedding) {
-        auto match = voiceMatcher(embedding, id, context_);
-        if (match)
-            match->isYou = false; // a file is no recording of the user's own
-        return match;
-    });
+    const auto digest = embeddingNetwork_.digest();
+    const auto match = [&](const Speaker::Embedding& embedding) {
+        auto found = matchVoice(embedding, id, context_, digest);
+        if (found)
+            found->isYou = false; // a file is no recording of the user's own
+        return found;
+    };
+    const SpeakerBuilding building(context_, meeting, match, digest);
     const auto speakers = building.build(output.segments);
     for (const auto& segment : output.segments)
         insertSegment(context_, meeting, segment, speakers.at(segment.speakerKey));

@@ -2,21 +2,21 @@
 
 #include "Varnel/Models/ModelContext.h"
 #include "Varnel/Platform/Clock.h"
-#include "Varnel/Refinement/SpeakerReidentifier.h"
+#include "Varnel/Refinement/EmbeddingNetwork.h"
 #include "Varnel/Refinement/TranscriptOutput.h"
 
 #include <filesystem>
-#include <functional>
 #include <memory>
-#include <optional>
 
 namespace Varnel {
 
 // Keeps the transcript of an audio file as a meeting, with a copy of its audio. Main context only.
 class FileTranscription {
 public:
-    // `recordingsFolder` is made (0700) when it is absent.
-    FileTranscription(ModelContext& context, const Clock& clock, std::filesystem::path recordingsFolder);
+    // `recordingsFolder` is made (0700) when it is absent. `embeddingNetwork` is what measures voices in the models
+    // that the transcripts come from.
+    FileTranscription(ModelContext& context, const Clock& clock, std::filesystem::path recordingsFolder,
+                      EmbeddingNetwork embeddingNetwork = {});
 
     // The new meeting, saved: its title is the file's name without extension, it starts now, lasts as long as the
     // audio, has no source application, and a speaker for every voice ("Speaker N" or a recognised name), of whom none
@@ -27,11 +27,6 @@ public:
     // reason. Nothing is left behind then: neither a copy nor a record that waits for a save.
     std::shared_ptr<Meeting> save(const std::filesystem::path& file, const Output& output);
 
-    // Recognises a voice among those of other meetings; matchVoice unless replaced.
-    std::function<std::optional<SpeakerReidentifier::Match>(const Speaker::Embedding&, const QUuid& excludingMeetingID,
-                                                            const ModelContext&)>
-        voiceMatcher;
-
 private:
     std::shared_ptr<Meeting> insertMeeting(const QString& title, const std::filesystem::path& audio,
                                            const Output& output);
@@ -39,6 +34,7 @@ private:
     ModelContext& context_;
     const Clock& clock_;
     std::filesystem::path recordingsFolder_;
+    EmbeddingNetwork embeddingNetwork_;
 };
 
 } // namespace Varnel

@@ -83,4 +83,15 @@ std::filesystem::path copyIntoRecordings(const std::filesystem::path& file, cons
     return copy;
 }
 
+bool removeRecording(const std::filesystem::path& file, const std::filesystem::path& folder) {
+    namespace fs = std::filesystem;
+    std::error_code error;
+    const fs::path name = file.filename();
+    if (!file.is_absolute() || name.empty() || !fs::equivalent(file.parent_path(), folder, error) || error)
+        return false;
+    // By the folder's own path: what stands before the name in the record's is not walked again.
+    const fs::path recording = folder / name;
+    return fs::symlink_status(recording, error).type() == fs::file_type::regular && fs::remove(recording, error);
+}
+
 } // namespace Varnel

@@ -13,4 +13,9 @@ namespace Varnel {
 std::filesystem::path copyIntoRecordings(const std::filesystem::path& file, const std::filesystem::path& folder,
                                          const QUuid& id);
 
+// Deletes a recording: `file` must be the absolute path of a regular file, no link, that lies directly inside the
+// folder, whatever a record says. Anything else stays; so does, without an error, what cannot be deleted. Returns
+// whether it is gone by this.
+bool removeRecording(const std::filesystem::path& file, const std::filesystem::path& folder);
+
 } // namespace Varnel

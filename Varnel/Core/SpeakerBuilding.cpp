@@ -35,6 +35,8 @@ std::shared_ptr<Speaker> SpeakerBuilding::buildYou(std::optional<Speaker::Embedd
 }
 
 std::shared_ptr<Speaker> SpeakerBuilding::insert(std::shared_ptr<Speaker> speaker) const {
+    if (speaker->embedding())
+        speaker->setEmbeddingModelDigest(embeddingModelDigest_);
     context_.insert(speaker);
     speaker->setMeeting(meeting_);
     return speaker;

@@ -21,8 +21,13 @@ public:
     using Matched = std::function<void(const SpeakerReidentifier::Match&)>;
     using SpeakersByKey = std::map<QString, std::shared_ptr<Speaker>>;
 
-    SpeakerBuilding(ModelContext& context, std::shared_ptr<Meeting> meeting, Matcher matcher)
-        : context_(context), meeting_(std::move(meeting)), matcher_(std::move(matcher)) {}
+    // `embeddingModelDigest`, the network that measured the embeddings, is kept with each; none when it is unknown.
+    SpeakerBuilding(ModelContext& context, std::shared_ptr<Meeting> meeting, Matcher matcher,
+                    std::optional<QString> embeddingModelDigest = {})
+        : context_(context),
+          meeting_(std::move(meeting)),
+          matcher_(std::move(matcher)),
+          embeddingModelDigest_(std::move(embeddingModelDigest)) {}
 
     // One speaker a key, inserted and linked to the meeting in the ascending order of the keys: name, colour and flag
     // of the voice that it was recognised as, else "Speaker N" in the palette's N-th colour and not the user.
@@ -37,6 +42,7 @@ private:
     ModelContext& context_;
     std::shared_ptr<Meeting> meeting_;
     Matcher matcher_;
+    std::optional<QString> embeddingModelDigest_;
 };
 
 // Makes, inserts and links a line of the meeting; none for a text of white space only.

@@ -8,9 +8,14 @@
 #include "support/MemorySettingsStore.h"
 #include "support/ScriptedRecogniser.h"
 #include "support/TemporaryFolder.h"
+#include "support/TinyOnnxModels.h"
+
+#include <QEventLoop>
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
+#include <algorithm>
 #include <future>
 
 namespace Varnel {
@@ -38,6 +43,18 @@ protected:
 
     void apply(const Segments& mic, const std::optional<Segments>& system = {}) {
         state_->applyTranscription(meeting_->id(), mic, system);
+    }
+
+    // A speaker of another meeting.
+    std::shared_ptr<Speaker> knowVoice(const char* name, Speaker::Embedding embedding, bool isYou) {
+        const auto meeting = std::make_shared<Meeting>(QUuid::createUuid(), QStringLiteral("Before"),
+                                                       QDateTime::fromMSecsSinceEpoch(0, Qt::UTC));
+        auto speaker = std::make_shared<Speaker>(QUuid::createUuid(), QString::fromUtf8(name),
+                                                 QStringLiteral("#112233"), isYou, std::move(embedding));
+        context().insert(meeting);
+        speaker->setMeeting(meeting);
+        context().save();
+        return speaker;
     }
 
     // "Name #COLOUR" of each speaker, with a star for the user.
@@ -163,47 +180,119 @@ TEST_F(AppStateTranscription, ASecondRunReplacesTheFirst) {
 
 TEST_F(AppStateTranscription, AMeetingThatIsGoneIsSkipped) {
     settings_.set(SettingKeys::aiEnabled, true);
-    bool hasRun = false;
-    state_->runAI = [&](const QUuid&) { hasRun = true; };
     state_->applyTranscription(QUuid::createUuid(), {segment(0, "Late.", "1")}, std::nullopt);
     QCoreApplication::processEvents();
     EXPECT_TRUE(context().fetchSpeakers().empty());
-    EXPECT_FALSE(hasRun);
+    EXPECT_TRUE(state_->aiProcessingMeetingIDs().isEmpty());
 }
 
 TEST_F(AppStateTranscription, ARecognisedVoiceTakesNameColourAndFlagAndKeepsItsOwnEmbedding) {
-    state_->voiceMatcher = [this](const Speaker::Embedding& embedding, const QUuid& excluding,
-                                  const ModelContext&) -> std::optional<SpeakerReidentifier::Match> {
-        EXPECT_EQ(excluding, meeting_->id());
-        if (embedding != Speaker::Embedding{3})
-            return std::nullopt;
-        return SpeakerReidentifier::Match{QStringLiteral("Ana"), QStringLiteral("#112233"), true, 0.75F};
-    };
-    const Segments voices{segment(0, "a", "1", {3}), segment(1, "b", "2", {9}), segment(2, "c", "3")};
+    knowVoice("Ana", {4, 3}, true);
+    const Segments voices{segment(0, "a", "1", {3, 0}), segment(1, "b", "2", {0, 9}), segment(2, "c", "3")};
     apply({}, voices);
     EXPECT_EQ(speakers(), list({"You #3B82F6 *", "Ana #112233 *", "Speaker 2 #10B981", "Speaker 3 #F59E0B"}));
-    EXPECT_EQ(meeting_->speakers()[1]->embedding(), Speaker::Embedding{3});
-    EXPECT_EQ(log_.lines(), list({"Speaker re-id matched 'Ana' sim=0.75"}));
-    // A room logs nothing.
-    apply(voices);
-    EXPECT_EQ(speakers(), list({"Ana #112233 *", "Speaker 2 #10B981", "Speaker 3 #F59E0B"}));
-    EXPECT_EQ(log_.lines().size(), 1);
+    EXPECT_EQ(meeting_->speakers()[1]->embedding(), (Speaker::Embedding{3, 0}));
+    EXPECT_EQ(log_.lines(), list({"SpeakerReidentifier scores: Ana=0.800", "Speaker re-id matched 'Ana' sim=0.8",
+                                  "SpeakerReidentifier scores: Ana=0.600"}));
 }
 
-TEST_F(AppStateTranscription, TheAssistantRunsAfterwardsWhenItIsEnabled) {
-    QList<QUuid> runs;
-    state_->runAI = [&](const QUuid& id) { runs += id; };
-    apply({segment(0, "Hello.", "1")});
-    QCoreApplication::processEvents();
-    EXPECT_TRUE(runs.isEmpty()); // off at first
-    settings_.set(SettingKeys::aiEnabled, true);
-    apply({segment(0, "Hello.", "1")});
-    EXPECT_TRUE(runs.isEmpty()); // nobody waits for it
-    QCoreApplication::processEvents();
-    EXPECT_EQ(runs, QList<QUuid>{meeting_->id()});
-    state_->runAI = {};
-    apply({});
-    QCoreApplication::processEvents();
+TEST_F(AppStateTranscription, ARoomIsRecognisedWithoutALineForEachMatch) {
+    knowVoice("Ana", {4, 3}, true);
+    apply({segment(0, "a", "1", {3, 0}), segment(1, "b", "2", {0, 9}), segment(2, "c", "3")});
+    EXPECT_EQ(speakers(), list({"Ana #112233 *", "Speaker 2 #10B981", "Speaker 3 #F59E0B"}));
+    EXPECT_EQ(lines(), list({"Ana: a", "Speaker 2: b", "Speaker 3: c"}));
+    EXPECT_EQ(log_.lines(), list({"SpeakerReidentifier scores: Ana=0.800", "SpeakerReidentifier scores: Ana=0.600"}));
+}
+
+TEST_F(AppStateTranscription, NobodyLooksYouUp) {
+    knowVoice("Ana", {4, 3}, false);
+    apply({segment(0, "a", "1", {4, 3})});
+    EXPECT_EQ(speakers(), list({"You #3B82F6 *"}));
+    EXPECT_TRUE(log_.lines().isEmpty());
+}
+
+TEST_F(AppStateTranscription, TwoVoicesMayBeRecognisedAsOnePerson) {
+    knowVoice("Ana", {4, 3}, false);
+    apply({segment(0, "a", "1", {4, 3}), segment(1, "b", "2", {4, 4})});
+    EXPECT_EQ(speakers(), list({"Ana #112233", "Ana #112233"}));
+}
+
+TEST_F(AppStateTranscription, AMatchedNameIsLoggedAsItIs) {
+    knowVoice("100%1 %2", {1, 0}, false);
+    apply({}, Segments{segment(0, "a", "1", {1, 0})});
+    EXPECT_EQ(log_.lines().last(), QStringLiteral("Speaker re-id matched '100%1 %2' sim=1.0"));
+}
+
+TEST_F(AppStateTranscription, TheMeetingsOwnFormerVoicesAreNoCandidates) {
+    const Segments voices{segment(0, "a", "1", {1, 0}), segment(1, "b", "2", {0, 1})};
+    apply(voices);
+    meeting_->speakers()[0]->setName(QStringLiteral("Ana"));
+    context().save();
+    apply(voices);
+    EXPECT_EQ(speakers(), list({"Speaker 1 #EC4899", "Speaker 2 #10B981"}));
+    EXPECT_TRUE(log_.lines().isEmpty());
+}
+
+TEST_F(AppStateTranscription, AStoredSpeakerWithoutANameOfItsOwnIsAMatchToo) {
+    knowVoice("Speaker 7", {0, 1}, false);
+    apply({segment(0, "a", "1", {1, 0}), segment(1, "b", "2", {0, 1})});
+    EXPECT_EQ(speakers(), list({"Speaker 1 #EC4899", "Speaker 7 #112233"}));
+}
+
+TEST_F(AppStateTranscription, RecognitionAsksNoSetting) {
+    settings_.set(SettingKeys::speakerReid, false);
+    knowVoice("Ana", {1, 0}, false);
+    apply({}, Segments{segment(0, "a", "1", {1, 0})});
+    EXPECT_EQ(speakers().last(), QStringLiteral("Ana #112233"));
+}
+
+TEST_F(AppStateTranscription, NewVoicesAreStoredWithTheirNetwork) {
+    const ModelSet set{ModelSet::Kind::folder, folder_.path()};
+    const auto bundle = set.folder(VarnelSpeech::Repo::diarizer) / "wespeaker_v2.mlmodelc";
+    std::filesystem::create_directories(bundle.parent_path());
+    VarnelSpeech::Testing::TinyOnnxModels::identity({1, 4}).writeBundle(bundle);
+    AppState::Collaborators collaborators{container_.mainContext(), settings_, *engine_};
+    collaborators.embeddingNetwork = EmbeddingNetwork(set);
+    state_ = std::make_unique<AppState>(collaborators);
+    knowVoice("Former", {1, 0}, false)->setEmbeddingModelDigest(QStringLiteral("another"));
+    apply({segment(0, "mine", "1", {0, 1})}, Segments{segment(0, "a", "1", {1, 0}), segment(1, "b", "2")});
+    EXPECT_EQ(speakers(), list({"You #3B82F6 *", "Speaker 1 #EC4899", "Speaker 2 #10B981"}));
+    EXPECT_TRUE(log_.lines().isEmpty());
+    const auto digest = EmbeddingNetwork(set).digest();
+    ASSERT_TRUE(digest);
+    EXPECT_EQ(meeting_->speakers()[0]->embeddingModelDigest(), digest);
+    EXPECT_EQ(meeting_->speakers()[1]->embeddingModelDigest(), digest);
+    EXPECT_EQ(meeting_->speakers()[2]->embeddingModelDigest(), std::nullopt);
+}
+
+TEST_F(AppStateTranscription, AKeyOfNothingButWhiteSpaceMakesARoomAllTheSame) {
+    apply({segment(0, "Hello.", "1"), segment(1, "  ", "2")});
+    EXPECT_EQ(speakers(), list({"Speaker 1 #EC4899", "Speaker 2 #10B981"}));
+    EXPECT_EQ(lines(), list({"Speaker 1: Hello."}));
+}
+
+TEST_F(AppStateTranscription, ALineStartsWithItsFirstSegmentEvenOneWithoutText) {
+    apply({segment(5, " ", "2"), segment(5, "b", "1")});
+    EXPECT_EQ(lines(), list({"Speaker 2: b"}));
+}
+
+TEST_F(AppStateTranscription, AStoreThatCannotBeWrittenKeepsTheTranscriptPending) {
+    const std::filesystem::path file = folder_ / "store/Varnel.store";
+    ModelContainer container(file, std::chrono::milliseconds(0));
+    const auto meeting = std::make_shared<Meeting>(QUuid::createUuid(), QStringLiteral("Planning"),
+                                                   QDateTime::fromMSecsSinceEpoch(0, Qt::UTC));
+    container.mainContext().insert(meeting);
+    container.mainContext().save();
+    sqlite3* other = nullptr; // a process that does not let go of the store
+    ASSERT_EQ(sqlite3_open(file.string().c_str(), &other), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+    AppState state({container.mainContext(), settings_, *engine_});
+    state.applyTranscription(meeting->id(), {segment(0, "Hello.", "1")}, std::nullopt);
+    EXPECT_EQ(meeting->segments().size(), 1U);
+    EXPECT_TRUE(container.mainContext().hasChanges());
+    sqlite3_close(other);
+    container.mainContext().save();
+    EXPECT_FALSE(container.mainContext().hasChanges());
 }
 
 TEST_F(AppStateTranscription, AMeetingIsTranscribedFromItsFiles) {
@@ -219,12 +308,60 @@ TEST_F(AppStateTranscription, AMeetingIsTranscribedFromItsFiles) {
 
 TEST_F(AppStateTranscription, AFailedMicrophoneLeavesTheMeetingAsItIs) {
     apply({segment(0, "From before.", "1")});
+    QStringList reasons;
+    QObject::connect(state_.get(), &AppState::transcriptionFailed, state_.get(),
+                     [&](const QUuid& id, const QString& reason) {
+                         EXPECT_EQ(id, meeting_->id());
+                         EXPECT_TRUE(state_->transcribingMeetingIDs().isEmpty());
+                         reasons += reason;
+                     });
     runToEnd(state_->transcribeMeeting(meeting_->id(), "/dev/null", spoken("system.wav", {{5, 2}})));
     EXPECT_EQ(lines(), list({"You: From before."}));
     EXPECT_TRUE(state_->transcribingMeetingIDs().isEmpty());
     ASSERT_EQ(log_.lines().size(), 2); // the first: no diarizer
     EXPECT_TRUE(log_.lines()[1].startsWith(QStringLiteral("Transcription failed for ") + text(meeting_->id()) +
                                            QStringLiteral(": cannot read ")));
+    ASSERT_EQ(reasons.size(), 1);
+    EXPECT_TRUE(log_.lines()[1].endsWith(QStringLiteral(": ") + reasons[0]));
+}
+
+TEST_F(AppStateTranscription, AStopLeavesTheMeetingAsItIsAlsoDuringTheSystemsFile) {
+    apply({segment(0, "From before.", "1")});
+    runToEnd(engine_->warm());
+    int failures = 0;
+    QObject::connect(state_.get(), &AppState::transcriptionFailed, state_.get(), [&] { ++failures; });
+    std::stop_source stop;
+    recogniser_.onWindow = [&](std::size_t window) {
+        if (window == 1)
+            stop.request_stop();
+    };
+    runToEnd(state_->transcribeMeeting(meeting_->id(), spoken("mic.wav", {{3, 1}}), spoken("system.wav", {{5, 2}}, 40),
+                                       {}, stop.get_token()));
+    EXPECT_EQ(lines(), list({"You: From before."}));
+    EXPECT_EQ(failures, 1);
+    EXPECT_TRUE(state_->transcribingMeetingIDs().isEmpty());
+}
+
+TEST_F(AppStateTranscription, ItsProgressRisesOverBothFiles) {
+    std::vector<double> shares;
+    const auto keep = [&](double share) { shares.push_back(share); };
+    runToEnd(
+        state_->transcribeMeeting(meeting_->id(), spoken("mic.wav", {{3, 1}}), spoken("system.wav", {{5, 2}}), keep));
+    ASSERT_FALSE(shares.empty());
+    EXPECT_TRUE(std::is_sorted(shares.begin(), shares.end()));
+    EXPECT_EQ(shares.back(), 1);
+    EXPECT_TRUE(std::find(shares.begin(), shares.end(), 0.5) != shares.end());
+}
+
+TEST_F(AppStateTranscription, ItRunsToItsEndWithoutAnybodyWaiting) {
+    QEventLoop loop;
+    QObject::connect(state_.get(), &AppState::transcribingMeetingIDsChanged, &loop, [&] {
+        if (state_->transcribingMeetingIDs().isEmpty())
+            loop.quit();
+    });
+    state_->transcribeMeeting(meeting_->id(), spoken("mic.wav", {{3, 1}}), std::nullopt);
+    loop.exec();
+    EXPECT_EQ(lines(), list({"You: hello"}));
 }
 
 TEST_F(AppStateTranscription, AFailedSystemIsARecordingOfTheMicrophoneAlone) {
@@ -251,12 +388,17 @@ TEST_F(AppStateTranscription, ItsEndLeavesTheRunningTranscriptionAlone) {
 }
 
 TEST_F(AppStateTranscription, TheEnginesEndFailsTheRunningTranscription) {
-    std::promise<void> reached;
-    recogniser_.onWindow = [&](std::size_t) { reached.set_value(); };
+    QEventLoop reached;
+    std::promise<void> end;
+    recogniser_.onWindow = [&, ended = end.get_future().share()](std::size_t) {
+        QMetaObject::invokeMethod(&reached, &QEventLoop::quit, Qt::QueuedConnection);
+        ended.wait();
+    };
     runToEnd(engine_->warm());
     auto task = state_->transcribeMeeting(meeting_->id(), spoken("mic.wav", {{3, 1}}, 40), std::nullopt);
-    reached.get_future().wait();
+    reached.exec();
     state_.reset();
+    end.set_value();
     engine_.reset();
     EXPECT_TRUE(task.isReady());
     EXPECT_TRUE(lines().isEmpty());

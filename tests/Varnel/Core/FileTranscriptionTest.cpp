@@ -5,15 +5,14 @@
 #include "support/AudioFixtures.h"
 #include "support/ErrorText.h"
 #include "support/ManualClock.h"
+#include "support/SmallDisk.h"
 #include "support/TemporaryFolder.h"
+#include "support/TinyOnnxModels.h"
 
 #include <QUrl>
 
 #include <gtest/gtest.h>
-
-#include <unistd.h>
-
-#include <cstdlib>
+#include <sqlite3.h>
 
 namespace Varnel {
 namespace {
@@ -81,12 +80,45 @@ TEST_F(FileTranscriptionTest, HasASpeakerForEveryVoiceAndNoneIsYou) {
 }
 
 TEST_F(FileTranscriptionTest, ARecognisedVoiceIsNotYouEither) {
-    transcription_.voiceMatcher = [](const Speaker::Embedding&, const QUuid&, const ModelContext&) {
-        return SpeakerReidentifier::Match{QStringLiteral("Me"), QStringLiteral("#3B82F6"), true, 0.9F};
-    };
+    // Of one dimension only the sign is compared.
+    container_.mainContext().insert(std::make_shared<Speaker>(QUuid::createUuid(), QStringLiteral("Me"),
+                                                              QStringLiteral("#3B82F6"), true, Speaker::Embedding{1}));
     const auto meeting = transcription_.save(audio(), twoVoices());
+    ASSERT_EQ(meeting->speakers().size(), 3U);
+    EXPECT_EQ(meeting->speakers()[0]->name(), QStringLiteral("Speaker 1"));
     EXPECT_EQ(meeting->speakers()[1]->name(), QStringLiteral("Me"));
+    EXPECT_EQ(meeting->speakers()[1]->colorHex(), QStringLiteral("#3B82F6"));
     EXPECT_FALSE(meeting->speakers()[1]->isYou());
+    EXPECT_EQ(meeting->speakers()[1]->embedding(), Speaker::Embedding{3});
+}
+
+TEST_F(FileTranscriptionTest, KnowsTheVoicesOfEarlierFiles) {
+    const auto first = transcription_.save(audio(), twoVoices());
+    first->speakers()[1]->setName(QStringLiteral("Ana"));
+    const auto second = transcription_.save(audio("again.mp3"), twoVoices());
+    EXPECT_EQ(second->speakers()[1]->name(), QStringLiteral("Ana"));
+    EXPECT_EQ(second->speakers()[1]->colorHex(), QStringLiteral("#10B981"));
+}
+
+TEST_F(FileTranscriptionTest, KeepsTheNetworkOfEachVoiceAndComparesNoOthers) {
+    const ModelSet set{ModelSet::Kind::folder, folder_.path()};
+    const auto bundle = set.folder(VarnelSpeech::Repo::diarizer) / "wespeaker_v2.mlmodelc";
+    fs::create_directories(bundle.parent_path());
+    VarnelSpeech::Testing::TinyOnnxModels::identity({1, 4}).writeBundle(bundle);
+    const EmbeddingNetwork network(set);
+    ASSERT_TRUE(network.digest());
+
+    FileTranscription withNetwork(container_.mainContext(), clock_, recordings_, network);
+    const auto first = withNetwork.save(audio(), twoVoices());
+    first->speakers()[1]->setName(QStringLiteral("Ana"));
+    EXPECT_EQ(first->speakers()[0]->embeddingModelDigest(), std::nullopt) << "it has no voice";
+    EXPECT_EQ(first->speakers()[1]->embeddingModelDigest(), network.digest());
+    EXPECT_EQ(withNetwork.save(audio(), twoVoices())->speakers()[1]->name(), QStringLiteral("Ana"));
+
+    VarnelSpeech::Testing::TinyOnnxModels::identity({1, 5}).writeBundle(bundle);
+    const auto later = withNetwork.save(audio(), twoVoices());
+    EXPECT_EQ(later->speakers()[1]->name(), QStringLiteral("Speaker 2"));
+    EXPECT_EQ(later->speakers()[1]->embeddingModelDigest(), network.digest());
 }
 
 TEST_F(FileTranscriptionTest, KeepsAPrivateCopyAndLeavesTheOriginalAlone) {
@@ -148,33 +180,28 @@ TEST_F(FileTranscriptionTest, AFolderThatCannotBeMadeIsOneClearError) {
 }
 
 TEST_F(FileTranscriptionTest, AFullDiskLeavesNothing) {
-    fs::create_directories(recordings_);
-    const std::string mount = "mount -t tmpfs -o size=16k tmpfs '" + recordings_.string() + "' 2>/dev/null";
-    if (::geteuid() != 0 || std::system(mount.c_str()) != 0)
-        GTEST_SKIP() << "no tmpfs can be mounted here";
+    const VarnelSpeech::Testing::SmallDisk disk(recordings_, 16 * 1024);
+    if (!disk.isMounted())
+        GTEST_SKIP() << "no small disk can be mounted here";
     writeText(folder_ / "big.wav", std::string(1 << 20, 'x'));
     const std::string text = errorText([&] { transcription_.save(folder_ / "big.wav", twoVoices()); });
     EXPECT_TRUE(text.ends_with("': No space left on device")) << text;
     EXPECT_EQ(fileCount(recordings_), 0U);
     EXPECT_TRUE(container_.mainContext().fetchMeetings().empty());
-    EXPECT_EQ(std::system(("umount '" + recordings_.string() + "'").c_str()), 0);
 }
 
 TEST_F(FileTranscriptionTest, AStoreThatCannotBeWrittenLeavesNothing) {
     const fs::path store = folder_ / "store/Varnel.store";
     ModelContainer writer(store, std::chrono::milliseconds(0));
-    ModelContainer other(store, std::chrono::milliseconds(0));
-    // A record that another process has made: its id is taken.
+    sqlite3* other = nullptr; // a process that does not let go of the store
+    ASSERT_EQ(sqlite3_open(store.string().c_str(), &other), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
     FileTranscription transcription(writer.mainContext(), clock_, recordings_);
-    transcription.voiceMatcher = [&](const Speaker::Embedding&, const QUuid& id, const ModelContext&) {
-        other.mainContext().insert(std::make_shared<Meeting>(id, QStringLiteral("Theirs"), clock_.now()));
-        other.mainContext().save();
-        return std::optional<SpeakerReidentifier::Match>();
-    };
     EXPECT_THROW(transcription.save(audio(), twoVoices()), StoreError);
+    sqlite3_close(other);
     EXPECT_EQ(fileCount(recordings_), 0U);
     EXPECT_FALSE(writer.mainContext().hasChanges());
-    EXPECT_EQ(other.mainContext().fetchMeetings().size(), 1U);
+    EXPECT_TRUE(writer.mainContext().fetchMeetings().empty());
 }
 
 } // namespace

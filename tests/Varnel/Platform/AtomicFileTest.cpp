@@ -1,5 +1,6 @@
 #include "Varnel/Platform/Linux/AtomicFile.h"
 
+#include "support/FileText.h"
 #include "support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
@@ -14,12 +15,8 @@
 namespace Varnel {
 namespace {
 
+using VarnelSpeech::Testing::contentsOf;
 using VarnelSpeech::Testing::TemporaryFolder;
-
-std::string contents(const std::filesystem::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
 
 std::size_t filesIn(const std::filesystem::path& folder) {
     return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(folder), {}));
@@ -39,7 +36,7 @@ TEST(AtomicFile, WritesAnyBytesUnderAnyName) {
     for (const std::string name : {"plain.txt", "with blank", "new\nline", "quote'\"", "not utf-8 \xff\xfe"}) {
         const std::string bytes("a\0b\xff\n", 5);
         writeFileAtomically(folder / name, bytes);
-        EXPECT_EQ(contents(folder / name), bytes);
+        EXPECT_EQ(contentsOf(folder / name), bytes);
     }
     EXPECT_EQ(filesIn(folder.path()), 5U) << "no temporary file is left";
 }
@@ -49,7 +46,7 @@ TEST(AtomicFile, ReplacesAFileAndKeepsItsPermissions) {
     writeFileAtomically(folder / "a", "a long first content");
     std::filesystem::permissions(folder / "a", std::filesystem::perms(0640));
     writeFileAtomically(folder / "a", "second");
-    EXPECT_EQ(contents(folder / "a"), "second");
+    EXPECT_EQ(contentsOf(folder / "a"), "second");
     EXPECT_EQ(std::filesystem::status(folder / "a").permissions(), std::filesystem::perms(0640));
 }
 
@@ -70,7 +67,7 @@ TEST(AtomicFile, WritesThroughALink) {
     std::filesystem::create_symlink("target", folder / "link");
     writeFileAtomically(folder / "link", "new");
     EXPECT_TRUE(std::filesystem::is_symlink(folder / "link"));
-    EXPECT_EQ(contents(folder / "target"), "new");
+    EXPECT_EQ(contentsOf(folder / "target"), "new");
 }
 
 TEST(AtomicFile, WritesToADeviceDirectly) {
@@ -99,7 +96,7 @@ TEST(AtomicFile, LeavesTheOldContentWhenTheDiskIsFull) {
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
     std::signal(SIGXFSZ, SIG_DFL);
     EXPECT_EQ(text, "cannot write '" + (folder / "kept").string() + "': File too large");
-    EXPECT_EQ(contents(folder / "kept"), "the old content");
+    EXPECT_EQ(contentsOf(folder / "kept"), "the old content");
     EXPECT_EQ(filesIn(folder.path()), 1U);
 }
 

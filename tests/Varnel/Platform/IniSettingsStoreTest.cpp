@@ -1,15 +1,13 @@
 #include "Varnel/Platform/Linux/IniSettingsStore.h"
 
 #include "Varnel/Platform/Linux/IniFile.h"
+#include "support/ChildProcess.h"
 
 #include <QFile>
 #include <QTemporaryDir>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace Varnel {
 namespace {
@@ -126,20 +124,9 @@ TEST_F(IniSettingsStoreTest, TwoProcessesLoseNoneOfEachOthersChanges) {
             IniSettingsStore(file()).setValue(prefix + QString::number(number), QStringLiteral("x"));
         }
     };
-    const pid_t child = fork();
-    if (child == 0) {
-        int status = 0;
-        try {
-            writeAll(QStringLiteral("child"));
-        } catch (const std::exception&) {
-            status = 1;
-        }
-        _exit(status);
-    }
+    VarnelSpeech::Testing::ChildProcess child([&] { writeAll(QStringLiteral("child")); });
     writeAll(QStringLiteral("parent"));
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
+    EXPECT_TRUE(child.succeeded());
     EXPECT_EQ(IniSettingsStore(file()).keys().size(), 2 * count);
 }
 
