@@ -24,7 +24,10 @@ struct CommandRegistry {
 };
 
 void addTranscribeCommand(const CommandRegistry& registry);
+void addDiarizeCommand(const CommandRegistry& registry);
 void addMeetingsCommand(const CommandRegistry& registry);
+void addSpeakersCommand(const CommandRegistry& registry);
+void addAiCommand(const CommandRegistry& registry);
 void addModelsCommand(const CommandRegistry& registry);
 void addSettingsCommand(const CommandRegistry& registry);
 void addEvalCommand(const CommandRegistry& registry);

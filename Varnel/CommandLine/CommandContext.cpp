@@ -39,6 +39,13 @@ void CommandContext::reportFailure(std::string_view text) {
     std::fputs(errorLine(text).c_str(), streams_.err);
 }
 
+void CommandContext::ask(std::string_view question) {
+    progress_.clear();
+    output_.flush();
+    std::fputs(singleLine(question).c_str(), streams_.err);
+    std::fflush(streams_.err);
+}
+
 ModelContainer& CommandContext::store() {
     if (!store_)
         store_ = std::make_unique<ModelContainer>(directories_.store());

@@ -35,12 +35,21 @@ public:
 
     Output& output() { return output_; }
 
+    // What standard output shows.
+    TerminalColors colors() const { return streams_.outColors; }
+
     ProgressBar& progress() { return progress_; }
 
     // A line on standard error that is no error; nothing with --quiet.
     void note(std::string_view text);
     // A line on standard error that one of several things failed; the command goes on.
     void reportFailure(std::string_view text);
+
+    // Whether somebody sits at the terminal who can be asked, and answers on the input.
+    bool canAsk() const { return streams_.inIsTerminal && streams_.errIsTerminal; }
+
+    // A question on standard error, without a line end.
+    void ask(std::string_view question);
 
     // Throws StoreError.
     ModelContainer& store();

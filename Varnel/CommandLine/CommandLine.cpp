@@ -22,6 +22,7 @@ Examples:
   varnel transcribe talk.wav
   varnel transcribe --save talk.m4a
   varnel meetings list
+  varnel speakers rename 'Speaker 1' Ada --meeting latest
   varnel meetings export latest --format md --output notes.md)";
 
 void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
@@ -84,6 +85,9 @@ int parseAndPerform(const std::vector<std::string>& arguments, const Streams& st
     const CommandRegistry registry{app, options, action};
     addTranscribeCommand(registry);
     addMeetingsCommand(registry);
+    addSpeakersCommand(registry);
+    addDiarizeCommand(registry);
+    addAiCommand(registry);
     addModelsCommand(registry);
     addSettingsCommand(registry);
     addEvalCommand(registry);

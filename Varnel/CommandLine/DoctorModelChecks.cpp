@@ -2,9 +2,12 @@
 
 #include "Varnel/CommandLine/ErrorLine.h"
 #include "Varnel/CommandLine/ModelVerification.h"
+#include "Varnel/CommandLine/ModelsCommand.h"
 #include "VarnelSpeech/Inference/OnnxRuntime.h"
 
 #include <fmt/format.h>
+
+#include <algorithm>
 
 namespace Varnel::CommandLine {
 
@@ -31,12 +34,14 @@ std::vector<Finding> checkModels(CommandContext& context) {
     std::vector<Finding> findings{checkRuntime()};
     try {
         const ModelSets::InUse inUse = context.modelsInUse();
-        for (const ModelVerdict& verdict : verifyModels(inUse.set, VarnelSpeech::Repo::parakeet))
-            if (!verdict.isGood())
-                findings.push_back({Finding::Kind::problem, "models", verdict.name + ": " + verdict.problem,
-                                    inUse.set.kind == ModelSet::Kind::hub
-                                        ? "Run 'varnel models fetch'."
-                                        : "Choose another set with 'varnel models use'."});
+        for (const ModelPart& part : modelParts)
+            for (const ModelVerdict& verdict : verifyModels(inUse.set, part.repo))
+                if (!verdict.isGood())
+                    findings.push_back({Finding::Kind::problem, "models",
+                                        fmt::format("{} ({}): {}", verdict.name, part.purpose, verdict.problem),
+                                        inUse.set.kind == ModelSet::Kind::hub
+                                            ? "Run 'varnel models fetch'."
+                                            : "Choose another set with 'varnel models use'."});
         if (findings.size() > 1)
             return findings;
         if (inUse.set.kind == ModelSet::Kind::starter)
@@ -53,7 +58,9 @@ std::vector<Finding> checkModels(CommandContext& context) {
         findings.push_back({Finding::Kind::problem, "models", describe(error), "Run 'varnel models list'."});
     }
     const ModelSet hub = context.modelSets().hub();
-    if (VarnelSpeech::DownloadUtils::isFetchUnfinished(hub.folder(VarnelSpeech::Repo::parakeet)))
+    if (std::any_of(modelParts.begin(), modelParts.end(), [&](const ModelPart& part) {
+            return VarnelSpeech::DownloadUtils::isFetchUnfinished(hub.folder(part.repo));
+        }))
         findings.push_back({Finding::Kind::note, "models", "a fetch of the hub's models was cut off",
                             "Run 'varnel models fetch': it goes on where it ended."});
     return findings;

@@ -1,15 +1,14 @@
+#include "Varnel/CommandLine/EvalCommand.h"
 #include "Varnel/CommandLine/Command.h"
 #include "Varnel/CommandLine/CommandContext.h"
 #include "Varnel/CommandLine/CommandError.h"
-#include "Varnel/CommandLine/ErrorLine.h"
+#include "Varnel/CommandLine/InputText.h"
 #include "Varnel/Refinement/WordErrorRate.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-#include <cerrno>
-#include <cstring>
 #include <memory>
 
 namespace Varnel::CommandLine {
@@ -24,31 +23,12 @@ struct EvalOptions {
     bool json = false;
 };
 
-QString readText(const std::string& name, CommandContext& context) {
-    std::string bytes;
-    if (name == "-") {
-        bytes = readAll(context.input(), largestText);
-    } else {
-        std::error_code error;
-        if (std::filesystem::is_directory(name, error))
-            throw CommandError(fmt::format("cannot read {}: is a directory", inQuotes(name)));
-        const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(name.c_str(), "rb"), &std::fclose);
-        if (!file)
-            throw CommandError(fmt::format("cannot read {}: {}", inQuotes(name), std::strerror(errno)));
-        try {
-            bytes = readAll(file.get(), largestText);
-        } catch (const CommandError&) {
-            throw CommandError(fmt::format("cannot read {}: it is too long or cannot be read", inQuotes(name)));
-        }
-    }
-    return QString::fromStdString(bytes);
-}
-
 int wordErrorRate(CommandContext& context, const EvalOptions& options) {
     if (options.reference == "-" && options.hypothesis == "-")
         throw CommandError::usage("only one of the two texts can come from standard input");
-    const QString reference = readText(options.reference, context);
-    const auto rate = WordErrorRate::of(reference, readText(options.hypothesis, context));
+    const QString reference = QString::fromStdString(inputText(options.reference, largestText, context));
+    const QString hypothesis = QString::fromStdString(inputText(options.hypothesis, largestText, context));
+    const auto rate = WordErrorRate::of(reference, hypothesis);
     if (options.json) {
         context.output().json({{"wordErrorRate", rate.percent() / 100.0},
                                {"errors", rate.errors()},
@@ -68,8 +48,9 @@ int wordErrorRate(CommandContext& context, const EvalOptions& options) {
 } // namespace
 
 void addEvalCommand(const CommandRegistry& registry) {
-    CLI::App& group = addCommand(registry.app, registry, "eval", "Measure a transcript against a reference",
-                                 "  varnel eval wer reference.txt hypothesis.txt");
+    CLI::App& group = addCommand(registry.app, registry, "eval", "Measure results against a reference",
+                                 "  varnel eval wer reference.txt hypothesis.txt\n"
+                                 "  varnel eval der reference.rttm hypothesis.rttm");
     group.require_subcommand(1);
 
     auto options = std::make_shared<EvalOptions>();
@@ -85,6 +66,7 @@ void addEvalCommand(const CommandRegistry& registry) {
     wer.callback([&action = registry.action, options] {
         action = [options](CommandContext& context) { return wordErrorRate(context, *options); };
     });
+    addEvalDerCommand(group, registry);
 }
 
 } // namespace Varnel::CommandLine

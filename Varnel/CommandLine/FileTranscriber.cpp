@@ -2,10 +2,10 @@
 
 #include "Varnel/CommandLine/CommandError.h"
 #include "Varnel/CommandLine/ErrorLine.h"
+#include "Varnel/CommandLine/SpeechModels.h"
 #include "Varnel/Core/FileTranscription.h"
 #include "Varnel/Models/Identifier.h"
 #include "Varnel/Refinement/RunToEnd.h"
-#include "VarnelSpeech/Asr/AsrModels.h"
 #include "VarnelSpeech/Shared/AudioFile.h"
 #include "VarnelSpeech/Shared/AudioFileError.h"
 
@@ -15,20 +15,6 @@
 
 namespace Varnel::CommandLine {
 
-namespace {
-
-TranscriptionEngine::AsrLoader loader(const ModelSet& set, std::stop_token stop) {
-    return [set, stop = std::move(stop)] {
-        const auto version = VarnelSpeech::AsrModelVersion::v3;
-        VarnelSpeech::DownloadUtils::DownloadConfig download;
-        download.stop = stop;
-        return VarnelSpeech::AsrModels::load(set.folder(VarnelSpeech::repo(version)), {}, version, set.fetching(),
-                                             download);
-    };
-}
-
-} // namespace
-
 const Meeting& FileTranscriber::Result::meeting(const QString& title) {
     if (saved)
         return *saved;
@@ -37,11 +23,13 @@ const Meeting& FileTranscriber::Result::meeting(const QString& title) {
     return unsaved->meeting();
 }
 
-FileTranscriber::FileTranscriber(CommandContext& context, Keeping keeping)
+FileTranscriber::FileTranscriber(CommandContext& context, Keeping keeping, Speakers speakers)
     : context_(context),
       keeping_(keeping),
+      speakers_(speakers),
       models_(context.modelsInUse().set),
-      engine_(loader(models_, signals_.token())) {
+      engine_(recogniserOf(models_, signals_.token()),
+              speakers == Speakers::apart ? diarizerOf(models_, signals_.token()) : nullptr) {
     if (keeping_ == Keeping::saved)
         context_.store();
 }
@@ -75,7 +63,8 @@ FileTranscriber::Result FileTranscriber::transcribe(const std::filesystem::path&
 void FileTranscriber::save(const std::filesystem::path& file, Result& result) {
     context_.progress().begin("Saving");
     try {
-        FileTranscription transcription(context_.store().mainContext(), clock_, context_.directories().recordings());
+        FileTranscription transcription(context_.store().mainContext(), clock_, context_.directories().recordings(),
+                                        EmbeddingNetwork(models_));
         result.saved = transcription.save(file, result.output);
         context_.note(fmt::format("Saved as meeting {}", Varnel::text(result.saved->id()).toStdString()));
     } catch (const std::exception& error) {
@@ -95,6 +84,10 @@ void FileTranscriber::loadModels() {
                                        inQuotes(Varnel::name(models_).toStdString()),
                                        failure->description.toStdString()));
     }
+    if (speakers_ == Speakers::apart && !engine_.diarizationLoaded() && signals_.received() == 0)
+        context_.note("Speakers are not told apart: " +
+                      whatKeepsSpeakersTogether(models_).value_or("the models for it do not load; "
+                                                                  "'varnel models verify' says why"));
 }
 
 Varnel::Output FileTranscriber::recognise(const std::filesystem::path& file) {

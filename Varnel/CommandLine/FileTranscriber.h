@@ -23,6 +23,7 @@ public:
 class FileTranscriber {
 public:
     enum class Keeping { saved, unsaved };
+    enum class Speakers { apart, together };
 
     struct Result {
         Varnel::Output output;
@@ -37,7 +38,7 @@ public:
 
     // Opens the store when the transcripts are to be saved, so that one that cannot be written is told before the
     // work. Throws StoreError, ModelSetError.
-    FileTranscriber(CommandContext& context, Keeping keeping);
+    FileTranscriber(CommandContext& context, Keeping keeping, Speakers speakers);
     ~FileTranscriber();
 
     // Throws TranscriptionFailure for what is wrong with the file, CommandError when no file can be transcribed (the
@@ -51,6 +52,7 @@ private:
 
     CommandContext& context_;
     Keeping keeping_;
+    Speakers speakers_;
     TerminationSignals signals_;
     SystemClock clock_;
     ModelSet models_;

@@ -37,6 +37,13 @@ Json json(const CalendarAttendee& attendee) {
     return object;
 }
 
+Json json(const Speaker& speaker) {
+    return {{"id", text(speaker.id()).toStdString()},
+            {"name", speaker.name().toStdString()},
+            {"colorHex", speaker.colorHex().toStdString()},
+            {"isYou", speaker.isYou()}};
+}
+
 template <typename Value>
 Json array(const QList<Value>& values) {
     Json result = Json::array();
@@ -58,6 +65,9 @@ Json meetingJson(const Meeting& meeting) {
     add(object, "systemAudioFilePath", meeting.systemAudioFilePath());
     add(object, "summary", meeting.summary());
     add(object, "calendarEventTitle", meeting.calendarEventTitle());
+    object["speakers"] = Json::array();
+    for (const auto& speaker : meeting.speakers())
+        object["speakers"].push_back(json(*speaker));
     return object;
 }
 
@@ -66,12 +76,6 @@ Json wholeMeetingJson(const Meeting& meeting) {
     object["actionItems"] = array(meeting.actionItems());
     object["topics"] = array(meeting.topics());
     object["calendarAttendees"] = array(meeting.calendarAttendees());
-    object["speakers"] = Json::array();
-    for (const auto& speaker : meeting.speakers())
-        object["speakers"].push_back({{"id", text(speaker->id()).toStdString()},
-                                      {"name", speaker->name().toStdString()},
-                                      {"colorHex", speaker->colorHex().toStdString()},
-                                      {"isYou", speaker->isYou()}});
     object["segments"] = Json::array();
     for (const auto& segment : segmentsInOrder(meeting)) {
         Json line{{"id", text(segment->id()).toStdString()},

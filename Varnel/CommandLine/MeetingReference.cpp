@@ -2,6 +2,7 @@
 
 #include "Varnel/CommandLine/CommandError.h"
 #include "Varnel/CommandLine/ErrorLine.h"
+#include "Varnel/CommandLine/IdReference.h"
 #include "Varnel/Models/Identifier.h"
 
 #include <fmt/format.h>
@@ -11,16 +12,6 @@
 namespace Varnel::CommandLine {
 
 namespace {
-
-QString withoutHyphens(QString text) {
-    return text.remove(QLatin1Char('-')).toUpper();
-}
-
-bool isHexadecimal(const QString& text) {
-    return std::all_of(text.begin(), text.end(), [](QChar character) {
-        return (character >= u'0' && character <= u'9') || (character >= u'A' && character <= u'F');
-    });
-}
 
 std::string candidates(const std::vector<std::shared_ptr<Meeting>>& meetings) {
     constexpr std::size_t shown = 4;
@@ -51,16 +42,14 @@ std::shared_ptr<Meeting> meetingNamed(const std::string& reference, const ModelC
             throw CommandError("there are no meetings yet");
         return meetings.front();
     }
-    const QString beginning = withoutHyphens(QString::fromStdString(reference));
-    if (beginning.isEmpty() || !isHexadecimal(beginning))
+    const auto beginning = idBeginning(reference);
+    if (!beginning)
         throw CommandError(fmt::format("no meeting is named {}: an id, the beginning of one, or 'latest' is needed "
                                        "(see 'varnel meetings list')",
                                        inQuotes(reference)));
     auto found = meetingsNewestFirst(context);
     found.erase(std::remove_if(found.begin(), found.end(),
-                               [&](const auto& meeting) {
-                                   return !withoutHyphens(Varnel::text(meeting->id())).startsWith(beginning);
-                               }),
+                               [&](const auto& meeting) { return !idBegins(meeting->id(), *beginning); }),
                 found.end());
     if (found.empty())
         throw CommandError(

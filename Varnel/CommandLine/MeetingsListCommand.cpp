@@ -12,6 +12,7 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <memory>
 
 namespace Varnel::CommandLine {
@@ -22,6 +23,20 @@ struct ListOptions {
     std::size_t limit = 0; // 0: all
     bool json = false;
 };
+
+void print(CommandContext& context, const std::vector<std::shared_ptr<Meeting>>& meetings) {
+    constexpr std::size_t widestTitle = 40;
+    std::size_t width = 5;
+    for (const auto& meeting : meetings)
+        width = std::max(width, std::min(widestTitle, static_cast<std::size_t>(meeting->title().size())));
+    context.output().write(
+        fmt::format("{:<8}  {:<16}  {:>8}  {:<{}}  {}\n", "ID", "STARTED", "DURATION", "TITLE", width, "SPEAKERS"));
+    for (const auto& meeting : meetings)
+        context.output().write(
+            fmt::format("{:<8}  {:<16}  {:>8}  {:<{}}  {}\n", shortId(meeting->id()).toStdString(),
+                        dateText(meeting->startedAt()), Export::durationText(meeting->duration()).toStdString(),
+                        singleLine(meeting->title().toStdString()), width, speakerNames(*meeting, context.colors())));
+}
 
 int list(CommandContext& context, const ListOptions& options) {
     auto meetings = meetingsNewestFirst(context.store().mainContext());
@@ -38,11 +53,7 @@ int list(CommandContext& context, const ListOptions& options) {
         context.note("No meetings yet");
         return success;
     }
-    context.output().write(fmt::format("{:<8}  {:<16}  {:>8}  {}\n", "ID", "STARTED", "DURATION", "TITLE"));
-    for (const auto& meeting : meetings)
-        context.output().write(fmt::format(
-            "{:<8}  {:<16}  {:>8}  {}\n", shortId(meeting->id()).toStdString(), dateText(meeting->startedAt()),
-            Export::durationText(meeting->duration()).toStdString(), singleLine(meeting->title().toStdString())));
+    print(context, meetings);
     return success;
 }
 

@@ -1,3 +1,4 @@
+#include "Varnel/CommandLine/AssistantText.h"
 #include "Varnel/CommandLine/Command.h"
 #include "Varnel/CommandLine/CommandContext.h"
 #include "Varnel/CommandLine/CommandError.h"
@@ -30,7 +31,7 @@ std::string shown(const QString& text) {
     return singleLine(text.toStdString());
 }
 
-std::string header(const Meeting& meeting) {
+std::string header(const Meeting& meeting, TerminalColors colors) {
     std::string text = fmt::format("{}\n{}  {}", shown(meeting.title()), dateText(meeting.startedAt()),
                                    shown(Export::durationText(meeting.duration())));
     if (meeting.sourceApp())
@@ -38,42 +39,11 @@ std::string header(const Meeting& meeting) {
     text += fmt::format("\n\nId:       {}\n", shown(Varnel::text(meeting.id())));
     if (meeting.calendarEventTitle())
         text += fmt::format("Event:    {}\n", shown(*meeting.calendarEventTitle()));
-    QStringList speakers;
-    for (const auto& speaker : meeting.speakers())
-        speakers << speaker->name();
-    text += fmt::format("Speakers: {}\n", shown(speakers.join(QStringLiteral(", "))));
+    text += fmt::format("Speakers: {}\n", speakerNames(meeting, colors));
     if (meeting.audioFilePath())
         text += fmt::format("Audio:    {}\n", shown(*meeting.audioFilePath()));
     if (meeting.systemAudioFilePath())
         text += fmt::format("System:   {}\n", shown(*meeting.systemAudioFilePath()));
-    return text;
-}
-
-std::string details(const Meeting& meeting) {
-    std::string text;
-    if (meeting.summary() && !meeting.summary()->isEmpty()) {
-        text += "\nSummary\n";
-        const QStringList lines = meeting.summary()->split(QLatin1Char('\n'));
-        for (const QString& line : lines)
-            text += shown(line) + "\n";
-    }
-    const QList<ActionItem> items = meeting.actionItems();
-    if (!items.isEmpty())
-        text += "\nAction items\n";
-    for (const ActionItem& item : items) {
-        text += fmt::format("- {}", shown(item.text));
-        if (item.assignee)
-            text += fmt::format(" ({})", shown(*item.assignee));
-        if (item.timestamp)
-            text += fmt::format(" [{}]", shown(Export::durationText(*item.timestamp)));
-        text += "\n";
-    }
-    const QList<Topic> topics = meeting.topics();
-    if (!topics.isEmpty())
-        text += "\nTopics\n";
-    for (const Topic& topic : topics)
-        text += fmt::format("- [{} - {}] {}\n", shown(Export::durationText(topic.startSeconds)),
-                            shown(Export::durationText(topic.endSeconds)), shown(topic.title));
     return text;
 }
 
@@ -83,11 +53,11 @@ int show(CommandContext& context, const ShowOptions& options) {
         context.output().json(wholeMeetingJson(*meeting));
         return success;
     }
-    context.output().write(header(*meeting));
-    context.output().write(details(*meeting));
+    context.output().write(header(*meeting, context.colors()));
+    context.output().write(assistantText(*meeting));
     context.output().write("\nTranscript\n");
     for (const auto& segment : segmentsInOrder(*meeting))
-        context.output().write(transcriptLine(*segment) + "\n");
+        context.output().write(transcriptLine(*segment, context.colors()) + "\n");
     return success;
 }
 

@@ -2,6 +2,7 @@
 
 #include "Varnel/CommandLine/ErrorLine.h"
 #include "VarnelSpeech/Asr/AsrModels.h"
+#include "VarnelSpeech/Diarizer/DiarizerModels.h"
 #include "VarnelSpeech/Inference/ModelBundle.h"
 
 #include <algorithm>
@@ -19,12 +20,15 @@ std::string problemOf(const std::filesystem::path& bundle) {
     }
 }
 
-std::string problemOfLoading(const ModelSet& set) {
+std::string problemOfLoading(const ModelSet& set, VarnelSpeech::Repo repo) {
     using namespace VarnelSpeech;
     try {
         MLModelConfiguration configuration;
         configuration.computeUnits = MLComputeUnits::cpuOnly;
-        AsrModels::load(set.folder(Repo::parakeet), configuration, AsrModelVersion::v3, DownloadUtils::Fetching::never);
+        if (repo == Repo::diarizer)
+            DiarizerModels::load(ModelPaths::inFolder(set.folder(repo)), configuration);
+        else
+            AsrModels::load(set.folder(repo), configuration, AsrModelVersion::v3, DownloadUtils::Fetching::never);
         return {};
     } catch (const std::exception& error) {
         return describe(error);
@@ -47,8 +51,8 @@ std::vector<ModelVerdict> verifyModels(const ModelSet& set, VarnelSpeech::Repo r
     }
     const bool allGood =
         std::all_of(verdicts.begin(), verdicts.end(), [](const ModelVerdict& verdict) { return verdict.isGood(); });
-    if (allGood && repo == VarnelSpeech::Repo::parakeet)
-        verdicts.push_back({"loads and fits together", problemOfLoading(set), 0});
+    if (allGood)
+        verdicts.push_back({"loads and fits together", problemOfLoading(set, repo), 0});
     return verdicts;
 }
 

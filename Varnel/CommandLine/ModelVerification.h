@@ -17,8 +17,9 @@ struct ModelVerdict {
     bool isGood() const { return problem.empty(); }
 };
 
-// Each bundle and file that the repository requires: is it there, do its sizes and SHA-256 sums hold; and when all do,
-// whether the networks load and have the tensors of their roles. Reads everything, changes nothing.
+// For `parakeet` and `diarizer`. Each bundle and file that the repository requires: is it there, do its sizes and
+// SHA-256 sums hold; and when all do, whether the networks load and have the tensors of their roles. Reads everything,
+// changes nothing.
 std::vector<ModelVerdict> verifyModels(const ModelSet& set, VarnelSpeech::Repo repo);
 
 } // namespace Varnel::CommandLine

@@ -21,7 +21,8 @@ struct ModelPart {
     VarnelSpeech::Repo repo;
 };
 
-inline constexpr std::array modelParts{ModelPart{"asr", "speech recognition", VarnelSpeech::Repo::parakeet}};
+inline constexpr std::array modelParts{ModelPart{"asr", "speech recognition", VarnelSpeech::Repo::parakeet},
+                                       ModelPart{"diarizer", "telling speakers apart", VarnelSpeech::Repo::diarizer}};
 
 // The commands below "models".
 void addModelsListCommand(CLI::App& group, const CommandRegistry& registry);

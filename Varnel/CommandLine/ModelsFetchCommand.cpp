@@ -5,6 +5,7 @@
 #include "Varnel/CommandLine/ModelsCommand.h"
 #include "Varnel/Platform/Linux/TerminationSignals.h"
 #include "VarnelSpeech/Asr/AsrModels.h"
+#include "VarnelSpeech/Diarizer/DiarizerModels.h"
 #include "VarnelSpeech/Shared/DownloadUtils.h"
 
 #include <CLI/CLI.hpp>
@@ -18,16 +19,11 @@ namespace {
 
 using VarnelSpeech::DownloadUtils::DownloadConfig;
 
-struct FetchOptions {
-    std::string part = "asr";
-};
+constexpr const char* allParts = "all";
 
-const ModelPart& partNamed(const std::string& name) {
-    for (const ModelPart& part : modelParts)
-        if (part.name == name)
-            return part;
-    throw CommandError::usage(fmt::format("there is no set {}", inQuotes(name)));
-}
+struct FetchOptions {
+    std::string part = allParts;
+};
 
 std::function<void(const VarnelSpeech::DownloadUtils::Progress&)> shownIn(ProgressBar& bar) {
     return [&bar, shown = std::string()](const VarnelSpeech::DownloadUtils::Progress& progress) mutable {
@@ -53,6 +49,9 @@ void fetch(const ModelPart& part, const ModelSet& cache, const DownloadConfig& d
     if (part.repo == Repo::parakeet)
         AsrModels::load(cache.folder(part.repo), configuration, AsrModelVersion::v3,
                         DownloadUtils::Fetching::whenMissing, download);
+    else if (part.repo == Repo::diarizer)
+        DiarizerModels::download(cache.folder(part.repo), configuration, DownloadUtils::Fetching::whenMissing,
+                                 download);
 }
 
 std::string whenUsed(const CommandContext& context, const ModelSets& sets) {
@@ -65,7 +64,6 @@ std::string whenUsed(const CommandContext& context, const ModelSets& sets) {
 }
 
 int fetchModels(CommandContext& context, const FetchOptions& options) {
-    const ModelPart& part = partNamed(options.part);
     const ModelSets sets = context.modelSets();
     ModelSet cache = sets.hub();
     if (context.options().modelsFolder)
@@ -75,9 +73,15 @@ int fetchModels(CommandContext& context, const FetchOptions& options) {
     DownloadConfig download;
     download.progress = shownIn(context.progress());
     download.stop = signals.token();
+    std::string purposes;
     try {
-        context.progress().begin("Asking the model hub");
-        fetch(part, cache, download, context.progress());
+        for (const ModelPart& part : modelParts) {
+            if (options.part != allParts && options.part != part.name)
+                continue;
+            context.progress().begin("Asking the model hub");
+            fetch(part, cache, download, context.progress());
+            purposes += (purposes.empty() ? "" : " and ") + std::string(part.purpose);
+        }
     } catch (const std::exception&) {
         context.progress().clear();
         if (signals.received() != 0)
@@ -85,8 +89,8 @@ int fetchModels(CommandContext& context, const FetchOptions& options) {
         throw;
     }
     context.progress().clear();
-    context.note(fmt::format("The models for {} are complete in {}.{}", part.purpose,
-                             inQuotes(cache.folder(part.repo).string()), whenUsed(context, sets)));
+    context.note(fmt::format("The models for {} are complete in {}.{}", purposes, inQuotes(cache.root.string()),
+                             whenUsed(context, sets)));
     return success;
 }
 
@@ -100,10 +104,12 @@ void addModelsFetchCommand(CLI::App& group, const CommandRegistry& registry) {
                    "What is there already is kept, and a fetch that was cut off goes on where it ended. A damaged\n"
                    "model is deleted with its set and fetched once more. REGISTRY_URL names another hub, HF_TOKEN a\n"
                    "token for it. With --models the folder is fetched to in place of the cache.");
-    std::vector<std::string> names;
+    std::vector<std::string> names{allParts};
     for (const ModelPart& part : modelParts)
         names.emplace_back(part.name);
-    command.add_option("--set", options->part, "What to fetch: asr (speech recognition)")
+    command
+        .add_option("--set", options->part,
+                    "What to fetch: asr (speech recognition), diarizer (telling speakers apart), or all")
         ->check(CLI::IsMember(names))
         ->type_name("SET")
         ->capture_default_str();

@@ -127,7 +127,8 @@ int path(CommandContext& context) {
 
 int use(CommandContext& context, const std::string& choice) {
     const ModelSet set = context.modelSets().choose(choice);
-    const bool complete = isComplete(set, VarnelSpeech::Repo::parakeet);
+    const bool complete = std::all_of(modelParts.begin(), modelParts.end(),
+                                      [&](const ModelPart& part) { return isComplete(set, part.repo); });
     context.note(
         fmt::format("The models of {} are used from the next start.", inQuotes(Varnel::name(set).toStdString())));
     if (!complete)

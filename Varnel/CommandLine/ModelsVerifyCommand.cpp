@@ -61,7 +61,7 @@ int verify(CommandContext& context, const VerifyOptions& options) {
                                {"models", std::move(array)}});
     } else {
         for (const ModelVerdict& verdict : verdicts)
-            context.output().write(fmt::format("{:<7}  {:<28}  {:>9}  {}\n", verdict.isGood() ? "ok" : "damaged",
+            context.output().write(fmt::format("{:<7}  {:<30}  {:>9}  {}\n", verdict.isGood() ? "ok" : "damaged",
                                                verdict.name, verdict.bytes > 0 ? byteText(verdict.bytes) : "",
                                                singleLine(verdict.problem)));
     }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Varnel/CommandLine/TerminalColors.h"
+
 #include <nlohmann/json_fwd.hpp>
 
 #include <QByteArray>
@@ -16,6 +18,8 @@ struct Streams {
     std::FILE* in = stdin;
     std::FILE* out = stdout;
     std::FILE* err = stderr;
+    bool inIsTerminal = false;
+    TerminalColors outColors = TerminalColors::none;
     bool errIsTerminal = false;
     int errColumns = 80;
 };

@@ -87,7 +87,9 @@ std::string valueOrInput(CommandContext& context, const std::string& value) {
     if (value != "-")
         return value;
     std::string input = readAll(context.input(), largestValue);
-    if (!input.empty() && input.back() == '\n')
+    if (input.ends_with("\r\n"))
+        input.resize(input.size() - 2);
+    else if (input.ends_with('\n'))
         input.pop_back();
     return input;
 }

@@ -4,6 +4,7 @@
 #include "Varnel/CommandLine/ErrorLine.h"
 #include "Varnel/CommandLine/FileTranscriber.h"
 #include "Varnel/CommandLine/TranscriptFormat.h"
+#include "Varnel/CommandLine/TranscriptLines.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -50,28 +51,43 @@ QByteArray bareText(const Varnel::Output& output) {
     return texts.join(QLatin1Char(' ')).toUtf8() + '\n';
 }
 
+void print(CommandContext& context, const TranscribeOptions& options, Export::Format format,
+           const std::filesystem::path& file, FileTranscriber::Result& result) {
+    const TranscriptDestination& destination = options.destination;
+    const bool isPlain = format == Export::Format::plainText;
+    if (isPlain && !options.withoutDiarization && destination.isStandardOutput() &&
+        context.colors() != TerminalColors::none) {
+        context.output().write(coloredTranscript(result.meeting(titleOf(file)), context.colors()));
+        context.output().flush();
+        return;
+    }
+    const QByteArray bytes = isPlain && options.withoutDiarization
+                                 ? bareText(result.output)
+                                 : Export::bytes(result.meeting(titleOf(file)), format);
+    if (destination.isStandardOutput()) {
+        context.output().bytes(bytes);
+        context.output().flush();
+        return;
+    }
+    const auto output = destination.file(titleOf(file), format, options.files.size());
+    const std::vector<std::filesystem::path> inputs(options.files.begin(), options.files.end());
+    writeTranscript(output, bytes, inputs);
+    context.note(output.string());
+}
+
 int transcribe(CommandContext& context, const TranscribeOptions& options) {
     const Export::Format format = options.destination.formatOr(Export::Format::plainText);
     requireDistinctOutputs(options, format);
     const std::vector<std::filesystem::path> inputs(options.files.begin(), options.files.end());
 
-    FileTranscriber transcriber(context,
-                                options.save ? FileTranscriber::Keeping::saved : FileTranscriber::Keeping::unsaved);
+    FileTranscriber transcriber(
+        context, options.save ? FileTranscriber::Keeping::saved : FileTranscriber::Keeping::unsaved,
+        options.withoutDiarization ? FileTranscriber::Speakers::together : FileTranscriber::Speakers::apart);
     bool failed = false;
     for (const auto& file : inputs) {
         try {
             FileTranscriber::Result result = transcriber.transcribe(file);
-            const bool isBare = options.withoutDiarization && format == Export::Format::plainText;
-            const QByteArray bytes =
-                isBare ? bareText(result.output) : Export::bytes(result.meeting(titleOf(file)), format);
-            if (options.destination.isStandardOutput()) {
-                context.output().bytes(bytes);
-                context.output().flush();
-            } else {
-                const auto output = options.destination.file(titleOf(file), format, inputs.size());
-                writeTranscript(output, bytes, inputs);
-                context.note(output.string());
-            }
+            print(context, options, format, file, result);
             if (!result.savingFailure.empty())
                 throw TranscriptionFailure(result.savingFailure);
         } catch (const TranscriptionFailure& failure) {

@@ -3,6 +3,7 @@
 #include "Varnel/CommandLine/ErrorLine.h"
 #include "Varnel/Models/Speaker.h"
 #include "Varnel/Models/TranscriptSegment.h"
+#include "Varnel/Refinement/Export.h"
 
 #include <fmt/format.h>
 
@@ -13,11 +14,14 @@ namespace Varnel::CommandLine {
 
 namespace {
 
-std::string line(const TranscriptSegment& segment, const QString& text) {
+std::string coloredName(const Speaker& speaker, TerminalColors colors) {
+    return colored(singleLine(speaker.name().toStdString()), speaker.colorHex(), colors);
+}
+
+std::string line(const TranscriptSegment& segment, const QString& text, TerminalColors colors) {
     const auto seconds = static_cast<std::int64_t>(segment.startTime());
-    const std::string speaker = segment.speaker() ? segment.speaker()->name().toStdString() : "?";
-    return fmt::format("[{:02}:{:02}] {}: {}", seconds / 60, seconds % 60, singleLine(speaker),
-                       singleLine(text.toStdString()));
+    const std::string speaker = segment.speaker() ? coloredName(*segment.speaker(), colors) : "?";
+    return fmt::format("[{:02}:{:02}] {}: {}", seconds / 60, seconds % 60, speaker, singleLine(text.toStdString()));
 }
 
 // What stands around the query in a long text; the whole of a short one.
@@ -47,8 +51,25 @@ std::vector<std::shared_ptr<TranscriptSegment>> segmentsInOrder(const Meeting& m
     return segments;
 }
 
-std::string transcriptLine(const TranscriptSegment& segment) {
-    return line(segment, segment.text());
+std::string transcriptLine(const TranscriptSegment& segment, TerminalColors colors) {
+    return line(segment, segment.text(), colors);
+}
+
+std::string coloredTranscript(const Meeting& meeting, TerminalColors colors) {
+    std::string text;
+    const QStringList header = Export::plainTextHeader(meeting).split(u'\n');
+    for (const QString& headerLine : header.mid(0, header.size() - 1))
+        text += singleLine(headerLine.toStdString()) + "\n";
+    for (const auto& segment : segmentsInOrder(meeting))
+        text += transcriptLine(*segment, colors) + "\n";
+    return text;
+}
+
+std::string speakerNames(const Meeting& meeting, TerminalColors colors) {
+    std::string names;
+    for (const auto& speaker : meeting.speakers())
+        names += (names.empty() ? "" : ", ") + coloredName(*speaker, colors);
+    return names;
 }
 
 std::string dateText(const QDateTime& date) {
@@ -58,7 +79,7 @@ std::string dateText(const QDateTime& date) {
 std::string searchHint(const Meeting& meeting, const QString& query) {
     for (const auto& segment : segmentsInOrder(meeting))
         if (segment->text().toLower().contains(query))
-            return line(*segment, excerpt(segment->text(), query));
+            return line(*segment, excerpt(segment->text(), query), TerminalColors::none);
     for (const auto& speaker : meeting.speakers())
         if (speaker->name().toLower().contains(query))
             return fmt::format("speaker {}", singleLine(speaker->name().toStdString()));

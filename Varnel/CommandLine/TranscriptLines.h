@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Varnel/CommandLine/TerminalColors.h"
 #include "Varnel/Models/Meeting.h"
 
 #include <QString>
@@ -15,8 +16,15 @@ namespace Varnel::CommandLine {
 // By start time; of equal ones in the order of their insertion.
 std::vector<std::shared_ptr<TranscriptSegment>> segmentsInOrder(const Meeting& meeting);
 
-// "[12:34] Name: what was said"
-std::string transcriptLine(const TranscriptSegment& segment);
+// "[12:34] Name: what was said", the name in the speaker's color.
+std::string transcriptLine(const TranscriptSegment& segment, TerminalColors colors = TerminalColors::none);
+
+// The plain text of a meeting as Export gives it, with the names in the speakers' colors; what would obey the terminal
+// is escaped.
+std::string coloredTranscript(const Meeting& meeting, TerminalColors colors);
+
+// The names of a meeting's speakers, each in its color: "Ada, Ben".
+std::string speakerNames(const Meeting& meeting, TerminalColors colors = TerminalColors::none);
 
 // "2026-11-21 14:03", in the machine's time zone.
 std::string dateText(const QDateTime& date);

@@ -19,6 +19,9 @@ int main(int argc, char** argv) {
     const QCoreApplication application(count, argv);
 
     Varnel::CommandLine::Streams streams;
+    streams.inIsTerminal = Varnel::isTerminal(STDIN_FILENO);
+    if (Varnel::isTerminal(STDOUT_FILENO))
+        streams.outColors = Varnel::CommandLine::terminalColorsOfEnvironment();
     streams.errIsTerminal = Varnel::isTerminal(STDERR_FILENO);
     streams.errColumns = Varnel::terminalColumns(STDERR_FILENO);
     return Varnel::CommandLine::run(arguments, streams, {Varnel::executableDirectory(), VARNEL_SOURCE_STARTER_MODELS});

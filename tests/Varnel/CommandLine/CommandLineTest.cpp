@@ -1,10 +1,4 @@
-#include "Varnel/CommandLine/CommandLine.h"
-
-#include "Varnel/CommandLine/MemoryFile.h"
-
-#include "support/EnvironmentScope.h"
-#include "support/EventLoop.h"
-#include "support/TemporaryFolder.h"
+#include "Varnel/CommandLine/CommandLineFixture.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -16,32 +10,9 @@
 namespace Varnel::CommandLine {
 namespace {
 
-using Arguments = std::vector<std::string>;
+using Testing::Arguments;
 
-// The whole program in this process, on folders of its own.
-class CommandLineTest : public ::testing::Test {
-protected:
-    CommandLineTest() {
-        environment.set("HOME", folder.path().string());
-        for (const char* name : {"XDG_DATA_HOME", "XDG_CONFIG_HOME", "XDG_STATE_HOME", "VARNEL_STARTER_MODELS"})
-            environment.unset(name);
-    }
-
-    int run(const Arguments& arguments, const std::string& input = {}) {
-        Varnel::CommandLine::Testing::MemoryFile in(input);
-        Varnel::CommandLine::Testing::MemoryFile out;
-        Varnel::CommandLine::Testing::MemoryFile err;
-        const int code = CommandLine::run(arguments, {in.stream(), out.stream(), err.stream()}, {folder / "bin", {}});
-        output = out.text();
-        error = err.text();
-        return code;
-    }
-
-    VarnelSpeech::Testing::TemporaryFolder folder;
-    VarnelSpeech::Testing::EnvironmentScope environment;
-    std::string output;
-    std::string error;
-};
+class CommandLineTest : public Testing::CommandLineFixture {};
 
 TEST_F(CommandLineTest, ExplainsEveryCommandWithAnExample) {
     for (const Arguments& command : std::vector<Arguments>{{},
@@ -51,6 +22,22 @@ TEST_F(CommandLineTest, ExplainsEveryCommandWithAnExample) {
                                                            {"meetings", "show"},
                                                            {"meetings", "search"},
                                                            {"meetings", "export"},
+                                                           {"meetings", "rename"},
+                                                           {"meetings", "delete"},
+                                                           {"meetings", "retranscribe"},
+                                                           {"speakers"},
+                                                           {"speakers", "list"},
+                                                           {"speakers", "rename"},
+                                                           {"speakers", "color"},
+                                                           {"speakers", "forget"},
+                                                           {"speakers", "delete"},
+                                                           {"speakers", "merge"},
+                                                           {"speakers", "mark-you"},
+                                                           {"diarize"},
+                                                           {"ai"},
+                                                           {"ai", "run"},
+                                                           {"ai", "ping"},
+                                                           {"ai", "provider"},
                                                            {"models"},
                                                            {"models", "list"},
                                                            {"models", "path"},
@@ -63,6 +50,7 @@ TEST_F(CommandLineTest, ExplainsEveryCommandWithAnExample) {
                                                            {"settings", "set"},
                                                            {"eval"},
                                                            {"eval", "wer"},
+                                                           {"eval", "der"},
                                                            {"doctor"}}) {
         Arguments arguments = command;
         arguments.emplace_back("--help");
@@ -94,6 +82,26 @@ TEST_F(CommandLineTest, RefusesWrongUsageOnOneLine) {
                                                              {"meetings", "list", "--limit", "-1"},
                                                              {"meetings", "show"},
                                                              {"meetings", "export", "1", "2"},
+                                                             {"meetings", "rename", "latest"},
+                                                             {"meetings", "rename", "latest", " \t\n"},
+                                                             {"meetings", "rename", "latest", "\xff"},
+                                                             {"meetings", "delete"},
+                                                             {"meetings", "retranscribe"},
+                                                             {"speakers"},
+                                                             {"speakers", "rename", "Ada"},
+                                                             {"speakers", "rename", "Ada", " "},
+                                                             {"speakers", "color", "Ada", "mauve"},
+                                                             {"speakers", "color", "Ada", "#12345G"},
+                                                             {"speakers", "merge", "Ada", "Ben"},
+                                                             {"speakers", "mark-you", "Ada"},
+                                                             {"diarize"},
+                                                             {"diarize", "a.wav", "--rttm", "--json"},
+                                                             {"diarize", "a.wav", "--embeddings"},
+                                                             {"eval", "der", "a"},
+                                                             {"eval", "der", "-", "-"},
+                                                             {"eval", "der", "a", "b", "--collar", "-1"},
+                                                             {"eval", "der", "a", "b", "--collar", "nan"},
+                                                             {"eval", "der", "a", "b", "--collar", "wide"},
                                                              {"models", "fetch", "--set", "tts"},
                                                              {"settings", "get"},
                                                              {"settings", "set", "aiEnabled"},
@@ -153,6 +161,9 @@ TEST_F(CommandLineTest, ReadsASettingsValueFromStandardInput) {
     EXPECT_EQ(run({"settings", "set", "aiAPIKey", "-"}, "sk-secret\n"), 0);
     EXPECT_EQ(run({"settings", "get", "aiAPIKey"}), 0);
     EXPECT_EQ(output, "sk-secret\n") << "one line end at its end is left out";
+    EXPECT_EQ(run({"settings", "set", "aiAPIKey", "-"}, "sk-other\r\n"), 0);
+    EXPECT_EQ(run({"settings", "get", "aiAPIKey"}), 0);
+    EXPECT_EQ(output, "sk-other\n") << "of either kind";
     EXPECT_EQ(run({"settings", "set", "storagePath", "-"}, " two\nlines \n\n"), 0);
     EXPECT_EQ(run({"settings", "get", "storagePath"}), 0);
     EXPECT_EQ(output, " two\nlines \n\n");

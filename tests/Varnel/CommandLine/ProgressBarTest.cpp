@@ -61,7 +61,7 @@ TEST_F(ProgressBarTest, RedrawsTenTimesASecond) {
 
 TEST_F(ProgressBarTest, NeverFillsTheLineAndHarmsNoTerminal) {
     auto progress = bar(ProgressBar::Visibility::shown, 40);
-    progress.begin(std::string("\x1b[2J\n") + std::string(100, 'x'));
+    progress.begin(std::string("\x1b[2J\n").append(100, 'x'));
     EXPECT_EQ(file.text(), "\r\x1b[K\\x1B[2J\\n" + std::string(30, 'x'));
 }
 
