@@ -1,12 +1,16 @@
 #!/usr/bin/env python3
-"""Makes the sample conversation: make-sample.py [OUTPUT_FOLDER]
+"""Makes the sample conversations: make-sample.py [OUTPUT_FOLDER]
 
-Two synthetic voices plan an open day. Writes conversation.flac (16 kHz mono),
-conversation.txt (one line a turn), conversation.ref.txt (the words alone) and
-conversation.rttm (who speaks when, exact, since the turns are placed here).
+Two synthetic voices plan an open day ("conversation"), close to the microphone
+in a quiet room. A week later the same two look back at it in another room
+("second-conversation"): livelier, a fan humming, the microphone across the table.
+Writes for each NAME.flac (16 kHz mono), NAME.txt (one line a turn),
+NAME.ref.txt (the words alone) and NAME.rttm (who speaks when, exact, since the
+turns are placed here).
 Needs flite, sox and the Python packages numpy and scipy; see README.md.
 """
 import os
+import random as random_module
 import subprocess
 import sys
 import wave
@@ -14,7 +18,8 @@ import wave
 import numpy as np
 
 HERE = os.path.dirname(os.path.abspath(__file__))
-sys.path.insert(0, os.path.join(HERE, "common"))
+sys.path[:0] = [os.path.join(HERE, "common"), os.path.join(HERE, "diarizer")]
+from rooms import NoiseBank, Room
 from synthesis import SAMPLE_RATE, Synthesizer
 from voices import Voice
 
@@ -39,39 +44,69 @@ TURNS = [
     ("B", .45, "Thanks. See you on Monday."),
 ]
 
+SECOND_TURNS = [
+    ("A", .70, "Hello again. I hope you had a quiet weekend after all that work."),
+    ("B", .60, "It was quiet enough. I slept until noon on Sunday and then I read a long book."),
+    ("A", .50, "So, how did the open day go? The director wants a short report from us."),
+    ("B", .55, "We counted three hundred and twelve guests. Most of them came before lunch, and the line was very long."),
+    ("A", .45, "The tours were popular, but twelve people in the laboratory were too many."),
+    ("B", .60, "I agree. Next time we should take only eight, and open the second door."),
+    ("A", .50, "The food was gone at two o'clock. We should order twice as much next year."),
+    ("B", .70, "And we need better signs. Several families walked to the wrong building first."),
+    ("A", .40, "I will write all of that down this evening and send you the draft."),
+    ("B", .50, "Thank you. I can add the numbers and some pictures tomorrow morning."),
+]
+
+
+def plain(samples, rng):
+    """Close to the microphone; the hiss of a quiet room."""
+    return samples[0] + samples[1] + 3e-4 * rng.standard_normal(len(samples[0])).astype(np.float32)
+
+
+def across_the_table(samples, rng):
+    random = random_module.Random(21)
+    room = Room(Room.FAR, random, rng, NoiseBank(random, rng, 4))
+    heard = room.add_noise(room.record(samples), .09)
+    return heard * (.6 / np.abs(heard).max())
+
+
+def make(folder, name, turns, place, seed, synthesizer):
+    rng = np.random.default_rng(seed)
+    tracks, placed, at = {speaker: [] for speaker in VOICES}, [], 0
+    for speaker, pause, text in turns:
+        samples = synthesizer.speak(VOICES[speaker], text).samples
+        samples = samples * (LEVELS[speaker] / np.sqrt(np.mean(samples * samples)))
+        gap = np.zeros(int(pause * SAMPLE_RATE), np.float32)
+        for other, track in tracks.items():
+            track += [gap, samples if other == speaker else np.zeros_like(samples)]
+        placed.append((speaker, (at + len(gap)) / SAMPLE_RATE, len(samples) / SAMPLE_RATE, text))
+        at += len(gap) + len(samples)
+    end = np.zeros(SAMPLE_RATE, np.float32)
+    sound = place([np.concatenate(track + [end]) for track in tracks.values()], rng)
+    uncompressed = os.path.join(folder, name + ".wav")
+    with wave.open(uncompressed, "wb") as f:
+        f.setnchannels(1)
+        f.setsampwidth(2)
+        f.setframerate(SAMPLE_RATE)
+        f.writeframes((np.clip(sound, -1, 1) * 32767).astype("<i2").tobytes())
+    subprocess.run(["sox", uncompressed, "-C", "8", os.path.join(folder, name + ".flac")], check=True)
+    os.unlink(uncompressed)
+    with open(os.path.join(folder, name + ".txt"), "w") as f:
+        f.writelines(f"{speaker}: {text}\n" for speaker, _, _, text in placed)
+    with open(os.path.join(folder, name + ".ref.txt"), "w") as f:
+        f.write(" ".join(text for _, _, _, text in placed) + "\n")
+    with open(os.path.join(folder, name + ".rttm"), "w") as f:
+        f.writelines(f"SPEAKER {name} 1 {start:.3f} {length:.3f} <NA> <NA> {speaker} <NA> <NA>\n"
+                     for speaker, start, length, _ in placed)
+    print(f"{name}: {len(sound) / SAMPLE_RATE:.1f} s, {len(placed)} turns")
+
 
 def main():
     folder = sys.argv[1] if len(sys.argv) > 1 else os.path.join(HERE, "..", "..", "samples")
     os.makedirs(folder, exist_ok=True)
     synthesizer = Synthesizer("/dev/shm/make-sample")
-    rng = np.random.default_rng(20)
-    pieces, turns, at = [], [], 0
-    for speaker, pause, text in TURNS:
-        samples = synthesizer.speak(VOICES[speaker], text).samples
-        samples = samples * (LEVELS[speaker] / np.sqrt(np.mean(samples * samples)))
-        gap = np.zeros(int(pause * SAMPLE_RATE), np.float32)
-        pieces += [gap, samples]
-        turns.append((speaker, (at + len(gap)) / SAMPLE_RATE, len(samples) / SAMPLE_RATE, text))
-        at += len(gap) + len(samples)
-    pieces.append(np.zeros(SAMPLE_RATE, np.float32))
-    sound = np.concatenate(pieces)
-    sound += 3e-4 * rng.standard_normal(len(sound)).astype(np.float32)  # the hiss of a quiet room
-    plain = os.path.join(folder, "conversation.wav")
-    with wave.open(plain, "wb") as f:
-        f.setnchannels(1)
-        f.setsampwidth(2)
-        f.setframerate(SAMPLE_RATE)
-        f.writeframes((np.clip(sound, -1, 1) * 32767).astype("<i2").tobytes())
-    subprocess.run(["sox", plain, "-C", "8", os.path.join(folder, "conversation.flac")], check=True)
-    os.unlink(plain)
-    with open(os.path.join(folder, "conversation.txt"), "w") as f:
-        f.writelines(f"{speaker}: {text}\n" for speaker, _, _, text in turns)
-    with open(os.path.join(folder, "conversation.ref.txt"), "w") as f:
-        f.write(" ".join(text for _, _, _, text in turns) + "\n")
-    with open(os.path.join(folder, "conversation.rttm"), "w") as f:
-        f.writelines(f"SPEAKER conversation 1 {start:.3f} {length:.3f} <NA> <NA> {speaker} <NA> <NA>\n"
-                     for speaker, start, length, _ in turns)
-    print(f"{len(sound) / SAMPLE_RATE:.1f} s, {len(turns)} turns")
+    make(folder, "conversation", TURNS, plain, 20, synthesizer)
+    make(folder, "second-conversation", SECOND_TURNS, across_the_table, 22, synthesizer)
 
 
 if __name__ == "__main__":

@@ -1,14 +1,16 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Measures the recogniser: word error rates by test list and voice, words heard in silence and noise.
 
-evaluate.py prepare FOLDER             synthesizes the test files and FOLDER/list.tsv
-evaluate.py run FOLDER PROGRAM [ARG..] transcribes them all with "PROGRAM ARG.. transcribe --no-diarization
-                                       --format txt FILE" into FOLDER/result.tsv
-evaluate.py score RESULT.tsv           prints the tables
+evaluate.py prepare FOLDER              synthesizes the test files and FOLDER/list.tsv
+evaluate.py run FOLDER PROGRAM [ARG...] transcribes them all with "PROGRAM ARG... transcribe --no-diarization
+                                        --format txt FILE" into FOLDER/result.tsv
+evaluate.py score RESULT                prints the tables of such a result
 
 A list line is "set<TAB>voice<TAB>file<TAB>text", a result line has the
 recognised text as a fifth field. Case and punctuation do not count.
 """
+import argparse
+import itertools
 import os
 import random as random_module
 import re
@@ -69,17 +71,17 @@ def quiet_files():
             yield f"knocks{level}dB-{seconds}s", 3 * gain * noise / np.abs(noise).max()
 
 
-def prepare(folder):
+def prepare(folder, every):
     from synthesis import Synthesizer
     os.makedirs(folder, exist_ok=True)
     synthesizer, lines = Synthesizer("/dev/shm/evaluate"), []
-    for i, (group, voice, name, sentence) in enumerate(assignments()):
+    for i, (group, voice, name, sentence) in itertools.islice(enumerate(assignments()), 0, None, every):
         samples = synthesizer.speak(voice, sentence).samples
         padded = np.concatenate([np.zeros(3200), samples * (.6 / np.abs(samples).max()), np.zeros(4800)])
         path = os.path.join(folder, f"{i:04d}.wav")
         write_wav(path, padded)
         lines.append(f"{group} {name}\t{voice}\t{path}\t{sentence}\n")
-    for name, samples in quiet_files():
+    for name, samples in itertools.islice(quiet_files(), 0, None, every):
         path = os.path.join(folder, name + ".wav")
         write_wav(path, samples)
         lines.append(f"quiet\t{name}\t{path}\t\n")
@@ -90,9 +92,9 @@ def prepare(folder):
 
 # --- run and score -------------------------------------------------------------
 
-def run(folder, program):
-    with open(os.path.join(folder, "result.tsv"), "w") as out:
-        for line in open(os.path.join(folder, "list.tsv")):
+def run(folder, program, every):
+    with open(os.path.join(folder, "list.tsv")) as listed, open(os.path.join(folder, "result.tsv"), "w") as out:
+        for line in itertools.islice(listed, 0, None, every):
             path = line.split("\t")[2]
             done = subprocess.run(program + ["transcribe", "--no-diarization", "--format", "txt", path],
                                   stdout=subprocess.PIPE, text=True, check=True)
@@ -139,12 +141,35 @@ def score(path):
             print(f"  {name}: {heard}")
 
 
-if __name__ == "__main__":
-    if len(sys.argv) == 3 and sys.argv[1] == "prepare":
-        prepare(sys.argv[2])
-    elif len(sys.argv) > 3 and sys.argv[1] == "run":
-        run(sys.argv[2], sys.argv[3:])
-    elif len(sys.argv) == 3 and sys.argv[1] == "score":
-        score(sys.argv[2])
+def positive(text):
+    value = int(text)
+    if value < 1:
+        raise argparse.ArgumentTypeError("must be 1 or more")
+    return value
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    commands = parser.add_subparsers(dest="command", required=True)
+    command = commands.add_parser("prepare", help="synthesize the test files and their list")
+    command.add_argument("folder", metavar="FOLDER", help="where to; made if need be")
+    command.add_argument("--every", type=positive, default=1, metavar="N", help="only each N-th file")
+    command = commands.add_parser("run", help="transcribe the test files with a program")
+    command.add_argument("--every", type=positive, default=1, metavar="N", help="only each N-th file of the list")
+    command.add_argument("folder", metavar="FOLDER", help="what prepare made")
+    command.add_argument("program", metavar="PROGRAM", help="varnel, or what takes its place")
+    command.add_argument("arguments", metavar="ARG", nargs=argparse.REMAINDER, help="its first arguments")
+    command = commands.add_parser("score", help="print the tables of a result")
+    command.add_argument("result", metavar="RESULT", help="FOLDER/result.tsv")
+    options = parser.parse_args()
+
+    if options.command == "prepare":
+        prepare(options.folder, options.every)
+    elif options.command == "run":
+        run(options.folder, [options.program, *options.arguments], options.every)
     else:
-        sys.exit(__doc__)
+        score(options.result)
+
+
+if __name__ == "__main__":
+    main()

@@ -2,7 +2,7 @@
 """Collects the sentences to train on: make_texts.py MEETING_COUNT SEED OUTPUT.tsv
 
 Lines are "kind<TAB>sentence", kind being meeting, wordnet or fortune, in random
-order. No sentence of test-sentences/ or of the sample conversation is among them.
+order. No sentence of test-sentences/ or of the sample conversations is among them.
 """
 import glob
 import os
@@ -19,7 +19,8 @@ from texts import fortune_sentences, plain_key, wordnet_sentences
 def forbidden():
     keys = set()
     paths = glob.glob(os.path.join(HERE, "test-sentences", "*.txt"))
-    for path in paths + [os.path.join(HERE, "..", "..", "..", "samples", "conversation.ref.txt")]:
+    samples = os.path.join(HERE, "..", "..", "..", "samples")
+    for path in paths + [os.path.join(samples, name) for name in ("conversation.ref.txt", "second-conversation.ref.txt")]:
         text = open(path).read()
         for line in text.splitlines():
             keys.add(plain_key(line))

@@ -200,7 +200,8 @@ class _Festival:
             raise SynthesisError("no sound")
         with wave.open(sound) as f:
             rate, samples = f.getframerate(), np.frombuffer(f.readframes(f.getnframes()), "<i2")
-        return samples, rate, [float(line) for line in open(times)]
+        starts = [float(line) for line in open(times)] if os.path.exists(times) else []
+        return samples, rate, starts
 
 
 # --- all together --------------------------------------------------------------
@@ -222,6 +223,12 @@ class Synthesizer:
         samples = raw.astype(np.float32) / 32768
         samples = _resample(samples, SAMPLE_RATE / rate / prosody.formants)
         return _trim(samples, _spans(text.split(), starts, samples, 1 / prosody.formants))
+
+    def sound(self, voice, text, prosody=Prosody()):
+        """The samples alone: also for voices of other languages, whose words cannot be timed."""
+        raw, rate, _ = self._engine(voice.engine).speak(voice.name, text, prosody)
+        samples = _resample(raw.astype(np.float32) / 32768, SAMPLE_RATE / rate / prosody.formants)
+        return _trim(samples, []).samples
 
 
 def _resample(samples, ratio):
