@@ -3,12 +3,13 @@
 
 SHELL := /bin/bash
 .DEFAULT_GOAL := help
-.PHONY: help setup demo test bench asan tsan fuzz format lint install clean
+.PHONY: help setup demo test bench soak asan tsan fuzz format lint install clean
 
 help:
-	@echo "make demo     build, and turn the recorded conversation in samples/ into a stored, exported transcript"
+	@echo "make demo     build, and turn the recorded conversations in samples/ into stored transcripts with names"
 	@echo "make test     build, and run every test, plain and under the address and undefined-behaviour sanitizers"
 	@echo "make bench    print the measured ratios"
+	@echo "make soak     run what takes long: hours of audio"
 	@echo "make asan     the tests under the address and undefined-behaviour sanitizers only"
 	@echo "make tsan     the tests under the thread sanitizer"
 	@echo "make fuzz     fuzz the parsers, a minute each (FUZZ_SECONDS=60)"
@@ -37,6 +38,10 @@ asan tsan: %: setup build/%/build.ninja
 bench: setup build/release/build.ninja
 	cmake --build --preset release
 	tools/bench.sh
+
+soak: setup build/release/build.ninja
+	cmake --build --preset release --target varnel test_soak
+	tools/soak.sh
 
 fuzz: setup
 	tools/fuzz.sh

@@ -3,9 +3,10 @@
 # does not link another cannot include its headers, whatever path it writes.
 #
 # varnel_layer(<target> FOLDER <folder below the source root> [QT]
-#              [PUBLIC <libraries that its headers need>] [PRIVATE <libraries that only its sources need>])
+#              [PUBLIC <libraries that its headers need>] [PRIVATE <libraries that only its sources need>]
+#              [PRECOMPILE <others' headers that cost most of the layer's build>])
 function(varnel_layer target)
-  cmake_parse_arguments(LAYER "QT" "FOLDER" "PUBLIC;PRIVATE" ${ARGN})
+  cmake_parse_arguments(LAYER "QT" "FOLDER" "PUBLIC;PRIVATE;PRECOMPILE" ${ARGN})
   file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/${LAYER_FOLDER}/*.cpp)
   file(GLOB headers CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/${LAYER_FOLDER}/*.h)
 
@@ -26,6 +27,9 @@ function(varnel_layer target)
     target_include_directories(${target} PUBLIC ${include_root})
     target_link_libraries(${target} PUBLIC ${LAYER_PUBLIC} PRIVATE varnel_options ${LAYER_PRIVATE})
     set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE ON)
+    if(LAYER_PRECOMPILE)
+      varnel_precompile(${target} ${LAYER_PRECOMPILE})
+    endif()
     if(LAYER_QT)
       set_target_properties(${target} PROPERTIES AUTOMOC ON)
       target_compile_definitions(${target} PUBLIC QT_NO_KEYWORDS PRIVATE QT_NO_CAST_TO_ASCII)

@@ -10,7 +10,8 @@ find_program(VARNEL_CCACHE ccache)
 if(VARNEL_CCACHE)
   foreach(language C CXX)
     set(CMAKE_${language}_COMPILER_LAUNCHER
-      ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${CMAKE_SOURCE_DIR} CCACHE_NOHASHDIR=1 ${VARNEL_CCACHE})
+      ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${CMAKE_SOURCE_DIR} CCACHE_NOHASHDIR=1
+      CCACHE_SLOPPINESS=pch_defines,time_macros ${VARNEL_CCACHE})
   endforeach()
 endif()
 
@@ -29,3 +30,11 @@ endif()
 if(VARNEL_FUZZ)
   target_compile_options(varnel_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
+
+# Compiles headers of others once for all sources of a target. Sources include what they use all the same.
+function(varnel_precompile target)
+  target_precompile_headers(${target} PRIVATE ${ARGN})
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    target_compile_options(${target} PRIVATE -fpch-preprocess) # lets ccache see what the header stands for
+  endif()
+endfunction()

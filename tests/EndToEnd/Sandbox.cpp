@@ -1,11 +1,11 @@
 #include "EndToEnd/Sandbox.h"
 
+#include "VarnelSpeech/Shared/ModelNames.h"
 #include "support/AudioFixtures.h"
+#include "support/TinyDiarizerNetworks.h"
 
 #include <chrono>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <sstream>
 #include <thread>
 
@@ -53,11 +53,6 @@ std::string Sandbox::failure(const std::vector<std::string>& arguments) {
     return finished.err.substr(name.size(), finished.err.find('\n') - name.size());
 }
 
-std::string contentsOf(const std::filesystem::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
-
 std::vector<std::string> linesOf(const std::string& text) {
     std::vector<std::string> lines;
     std::istringstream stream(text);
@@ -86,6 +81,20 @@ bool comesTrue(const std::function<bool()>& condition) {
 
 std::filesystem::path starterModels() {
     return VARNEL_SOURCE_DIR "/models/starter/parakeet-tdt-0.6b-v3-coreml";
+}
+
+std::filesystem::path starterDiarizer() {
+    return VARNEL_SOURCE_DIR "/models/starter/speaker-diarization-coreml";
+}
+
+void writeTwoVoiceModels(const std::filesystem::path& root) {
+    namespace Networks = VarnelSpeech::Testing::TinyDiarizerNetworks;
+    namespace Names = VarnelSpeech::ModelNames::Diarizer;
+    const std::filesystem::path diarizer = root / starterDiarizer().filename();
+    std::filesystem::create_directories(diarizer);
+    std::filesystem::copy(starterModels(), root / starterModels().filename(), std::filesystem::copy_options::recursive);
+    Networks::segmentation().writeBundle(diarizer / Names::segmentation);
+    Networks::embedding().writeBundle(diarizer / Names::embedding);
 }
 
 void writeSpeech(const std::filesystem::path& file, double seconds, const std::vector<std::string>& encoding) {

@@ -2,6 +2,7 @@
 
 #include "EndToEnd/Program.h"
 
+#include "support/FileText.h"
 #include "support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
@@ -32,13 +33,18 @@ protected:
 
     std::filesystem::path log() const { return folder / "state/Varnel/varnel.log"; }
 
+    std::filesystem::path diarizerCache() const {
+        return folder / "data/VarnelSpeech/Models/speaker-diarization-coreml";
+    }
+
     std::filesystem::path hubCache() const { return folder / "data/VarnelSpeech/Models/parakeet-tdt-0.6b-v3-coreml"; }
 
     VarnelSpeech::Testing::TemporaryFolder folder;
     Program::Options options;
 };
 
-std::string contentsOf(const std::filesystem::path& file);
+using VarnelSpeech::Testing::contentsOf;
+
 std::vector<std::string> linesOf(const std::string& text);
 std::size_t filesIn(const std::filesystem::path& folder);
 
@@ -47,6 +53,10 @@ bool comesTrue(const std::function<bool()>& condition);
 
 // The starter models of the source tree, and a few seconds of the sample conversation as 16 kHz WAV.
 std::filesystem::path starterModels();
+std::filesystem::path starterDiarizer();
+// Writes a model set: the starter recogniser, and a diarizer that hears two voices in any sound, one in the first half
+// of every ten seconds and one in the other.
+void writeTwoVoiceModels(const std::filesystem::path& root);
 void writeSpeech(const std::filesystem::path& file, double seconds, const std::vector<std::string>& encoding = {});
 
 } // namespace Varnel::Testing
