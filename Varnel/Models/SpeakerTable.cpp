@@ -18,7 +18,8 @@ void bindEmbedding(StoreStatement& statement, const std::optional<Speaker::Embed
         return;
     }
     Speaker::Embedding littleEndian(embedding->size());
-    qToLittleEndian<float>(embedding->data(), static_cast<qsizetype>(embedding->size()), littleEndian.data());
+    if (!embedding->empty()) // an empty one may have no address
+        qToLittleEndian<float>(embedding->data(), static_cast<qsizetype>(embedding->size()), littleEndian.data());
     statement.bind(std::as_bytes(std::span(littleEndian)));
 }
 
@@ -75,7 +76,8 @@ void SpeakerTable::readEmbedding(const Speaker& speaker) const {
         const auto bytes = statement.blob(0);
         if (!statement.isNull(0) && bytes.size() % sizeof(float) == 0) {
             Speaker::Embedding embedding(bytes.size() / sizeof(float));
-            qFromLittleEndian<float>(bytes.data(), static_cast<qsizetype>(embedding.size()), embedding.data());
+            if (!embedding.empty())
+                qFromLittleEndian<float>(bytes.data(), static_cast<qsizetype>(embedding.size()), embedding.data());
             speaker.embedding_ = std::move(embedding);
         }
         speaker.embeddingModelDigest_ = statement.optionalText(1);

@@ -22,7 +22,7 @@ constexpr const char* selection = "SELECT speakers.row, meeting, name, colorHex,
 // The blob lies anywhere in SQLite's page. One that is no whole number of floats is no embedding.
 std::span<const float> readFloats(const StoreStatement& statement, std::vector<float>& buffer) {
     const auto bytes = statement.blob(Columns::embedding);
-    if (bytes.size() % sizeof(float) != 0) {
+    if (bytes.empty() || bytes.size() % sizeof(float) != 0) {
         return {};
     }
     buffer.resize(bytes.size() / sizeof(float));

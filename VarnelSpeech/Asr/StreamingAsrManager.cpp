@@ -10,7 +10,7 @@ namespace VarnelSpeech {
 
 namespace {
 
-constexpr std::size_t samplesPerMinute = 60 * 16000;
+constexpr std::size_t samplesPerMinute = std::size_t{60} * 16000;
 constexpr std::size_t largestBacklog = 10 * samplesPerMinute;
 
 StreamingAsrManager::Dependencies completed(StreamingAsrManager::Dependencies dependencies) {
@@ -148,9 +148,9 @@ std::string StreamingAsrManager::finish(const std::stop_token& giveUp) {
         std::rethrow_exception(taskError_);
     }
     // From the tokens of the whole stream, so that the text does not depend on what was confirmed when.
-    const std::string text = asrManager_ && !accumulatedTokens_.empty()
-                                 ? asrManager_->processTranscriptionResult(accumulatedTokens_, {}, {}, {}, 0, 0).text
-                                 : transcript_.confirmed() + transcript_.volatileText();
+    std::string text = asrManager_ && !accumulatedTokens_.empty()
+                           ? asrManager_->processTranscriptionResult(accumulatedTokens_, {}, {}, {}, 0, 0).text
+                           : transcript_.confirmed() + transcript_.volatileText();
     logger_.info(fmt::format("Final transcription: {} characters", characterCount(text)));
     return text;
 }

@@ -49,7 +49,8 @@ TEST_F(SpeakersTest, OfTheSampleAreNamedOnceAndRecognisedLater) {
     EXPECT_NE(transcript.find("] Ada: "), std::string::npos) << transcript;
     EXPECT_NE(transcript.find("] Ben: "), std::string::npos) << transcript;
     EXPECT_EQ(names(latest()), (std::set<std::string>{"Ada", "Ben"}));
-    for (const Json& speaker : latest()["speakers"])
+    const Json recognised = latest();
+    for (const Json& speaker : recognised["speakers"])
         EXPECT_EQ(speaker["colorHex"] == "#14B8A6", speaker["name"] == "Ada") << speaker;
     for (const Json& speaker : Json::parse(output({"speakers", "list", "--json"})))
         EXPECT_EQ(speaker["meetings"], 2) << speaker;
