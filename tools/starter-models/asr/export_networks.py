@@ -41,6 +41,7 @@ CANDIDATES = 8              # pieces that the language model may choose among
 
 # Decoding constants, tuned on sentences outside all test lists.
 END_FREE = 3                # frames at a window's end at which no piece may begin
+LATENESS = 2                # frames that a piece is recognised after it began
 LANGUAGE_WEIGHT = .3
 BLANK_HANDICAP = 1.5        # what an emission may lose to the blank, after the language model, and still stand
 EMISSION_THRESHOLD = .5     # an emission needs the blank to be less likely than this
@@ -86,9 +87,10 @@ class Preprocessor(nn.Module):
 class Encoder(nn.Module):
     """Frame layout: pieces' log-probabilities [0, V), the blank's [V], V + 1: a piece begins here, V + 2: frames to the next such frame."""
 
-    def __init__(self, network):
+    def __init__(self, network, punctuation):
         super().__init__()
         self.network, self.pieces = network, network.blank
+        self.register_buffer("punctuation", punctuation)
 
     def forward(self, mel, mel_length):
         logits, _, lengths = self.network(mel, mel_length.to(torch.int64))
@@ -103,9 +105,11 @@ class Encoder(nn.Module):
         inside = torch.arange(FRAMES)[None] < lengths[:, None]
         begins = ((marked >= 0) & (marked != before) & inside).to(torch.float32)
 
-        source, begins = self._leave_the_end_free(begins, lengths)
+        is_mark = self.punctuation[best]
+        source, begins = self._settle_times(begins, is_mark, lengths)
         ahead = lambda x, n: torch.cat((x[:, n:], torch.zeros_like(x[:, :n])), 1)
         distance = 1 + (1 - ahead(begins, 1)) * (1 + (1 - ahead(begins, 2)) * (1 + (1 - ahead(begins, 3))))
+        distance = torch.where(is_mark[:, source] * begins > .5, torch.ones_like(distance), distance)  # a mark has no length
         scores = (scores + torch.cat((never, torch.zeros(1))))[:, source]
         frame = torch.cat((scores, begins[:, :, None], distance[:, :, None],
                            torch.zeros(1, FRAMES, ENCODER_CHANNELS - self.pieces - 3)), 2)
@@ -113,17 +117,23 @@ class Encoder(nn.Module):
 
 
     @staticmethod
-    def _leave_the_end_free(begins, lengths):
-        """Moves the beginnings of pieces out of the last END_FREE frames, closing up before them where needed.
+    def _settle_times(begins, is_mark, lengths):
+        """Moves the beginnings of pieces to where they belong, their order kept.
 
-        The decoder drops a token whose duration reaches the window's end, and asks about the last frames again
-        when it finishes a recording. -> (which frame to show at each frame [188], new beginnings)
+        CTC recognises a piece some frames after it began, and the mark that ends a sentence only in the pause after it, at
+        times when somebody else already speaks: a mark goes right behind the piece before it. The last END_FREE frames
+        stay free, since the decoder drops a token whose duration reaches the window's end, and asks about the last
+        frames again when it finishes a recording. -> (which frame to show at each frame [188], new beginnings)
         """
         frames = torch.arange(FRAMES)[None]
+        earlier = (frames < frames.t()).to(torch.float32) * begins                          # [188, 188]: begins before this frame
+        last = (earlier * (frames + 1.)).max(1)[0][None] - 1.                               # -1: none
+        is_attached = is_mark * (last >= 0).to(torch.float32)
+        wanted = is_attached * (last + 1.) + (1. - is_attached) * frames - LATENESS
         counted = begins.cumsum(1)
         left = counted[:, -1:] - counted + 1                                                # this one and those after it
         latest = lengths[:, None].to(torch.float32) - END_FREE - left
-        target = torch.maximum(torch.minimum(frames.to(torch.float32), latest), counted - 1)
+        target = torch.maximum(torch.minimum(wanted, latest), counted - 1)
         target = torch.where(begins > .5, target.to(torch.int64), torch.full_like(frames, FRAMES))
         moved = torch.full((1, FRAMES + 1), -1, dtype=torch.int64).scatter(1, target, frames)[:, :FRAMES]
         return torch.where(moved >= 0, moved, frames)[0], (moved >= 0).to(torch.float32)
@@ -223,7 +233,7 @@ def main():
     parts = [
         ("Preprocessor", Preprocessor(), (torch.randn(1, SAMPLES) * .1, int32(100000)),
          ["audio_signal", "audio_length"], ["mel", "mel_length"], False),
-        ("Encoder", Encoder(network), (torch.randn(1, MEL_BANDS, MEL_FRAMES), int32(1200)),
+        ("Encoder", Encoder(network, punctuation), (torch.randn(1, MEL_BANDS, MEL_FRAMES), int32(1200)),
          ["mel", "mel_length"], ["encoder", "encoder_length"], True),
         ("Decoder", Decoder(language, piece_of_id), (int32(BLANK).reshape(1, 1), int32(1), state, state),
          ["targets", "target_length", "h_in", "c_in"], ["decoder", "h_out", "c_out"], True),
